@@ -1,0 +1,12 @@
+// Sub-commands of the `quillorn` program; each file registers its own.
+#pragma once
+
+#include <CLI/CLI.hpp>
+
+namespace quillorn::apps {
+
+void RegisterSimCommands(CLI::App& app);   // sim ...
+void RegisterWireCommands(CLI::App& app);  // wire decode|encode|crypt
+void RegisterRpcCommand(CLI::App& app);    // rpc
+
+}  // namespace quillorn::apps

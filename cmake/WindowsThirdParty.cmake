@@ -1,0 +1,19 @@
+# Third-party code for the Windows cross build: zlib from MinGW-w64's package,
+# SQLite and cpp-httplib compiled from Debian's source packages, fetched by
+# scripts/fetch-windows-sources.sh into QUILLORN_WIN_SOURCES.
+set(QUILLORN_WIN_SOURCES "" CACHE PATH "Folder with sqlite3/ and httplib/ sources")
+if(NOT EXISTS "${QUILLORN_WIN_SOURCES}/sqlite3/sqlite3.c")
+  message(FATAL_ERROR "QUILLORN_WIN_SOURCES must hold sqlite3/sqlite3.c (run make windows)")
+endif()
+
+find_package(ZLIB REQUIRED)
+
+add_library(quillorn_sqlite3 STATIC "${QUILLORN_WIN_SOURCES}/sqlite3/sqlite3.c")
+target_include_directories(quillorn_sqlite3 SYSTEM PUBLIC "${QUILLORN_WIN_SOURCES}/sqlite3")
+target_compile_definitions(quillorn_sqlite3 PRIVATE SQLITE_THREADSAFE=1 SQLITE_OMIT_LOAD_EXTENSION)
+add_library(SQLite::SQLite3 ALIAS quillorn_sqlite3)
+
+add_library(quillorn_httplib INTERFACE)
+target_include_directories(quillorn_httplib SYSTEM INTERFACE "${QUILLORN_WIN_SOURCES}/httplib")
+target_compile_definitions(quillorn_httplib INTERFACE _WIN32_WINNT=0x0A00)
+target_link_libraries(quillorn_httplib INTERFACE ws2_32 crypt32)
