@@ -8,5 +8,6 @@ namespace quillorn::apps {
 void RegisterSimCommands(CLI::App& app);   // sim ...
 void RegisterWireCommands(CLI::App& app);  // wire decode|encode|crypt
 void RegisterRpcCommand(CLI::App& app);    // rpc
+void RegisterWireCryptCommand(CLI::App& wire);  // wire crypt (called by RegisterWireCommands)
 
 }  // namespace quillorn::apps
