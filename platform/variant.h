@@ -83,6 +83,9 @@ class Variant {
   Variant Get(std::string_view name, std::initializer_list<Variant> args = {}) const;
   void Put(std::string_view name, const Variant& value, std::initializer_list<Variant> args = {}) const;
   Variant Call(std::string_view name, std::initializer_list<Variant> args = {}) const;
+  // The same with arguments built at run time.
+  Variant GetWith(std::string_view name, std::span<const Variant> args) const;
+  Variant CallWith(std::string_view name, std::span<const Variant> args) const;
 
   bool operator==(const Variant& other) const;
 
