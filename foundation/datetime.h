@@ -4,6 +4,7 @@
 #pragma once
 
 #include <array>
+#include <locale>
 #include <string>
 #include <string_view>
 
@@ -24,6 +25,8 @@ struct FormatSettings {
 
 // The user's formats and names, read once from the C++ locale of the environment.
 const FormatSettings& DefaultFormatSettings();
+// The same, read from a given locale: %x and %X of a probe date mapped back to letters.
+FormatSettings FormatSettingsFromLocale(const std::locale& loc);
 // Fixed English names and ISO-like formats, for tests and for the wire.
 const FormatSettings& InvariantFormatSettings();
 

@@ -9,6 +9,7 @@
 #include <string_view>
 
 #include "foundation/context.h"
+#include "foundation/datetime.h"
 
 namespace quillorn::foundation {
 
@@ -29,6 +30,11 @@ void LogException(const std::exception* E, std::string_view Msg) noexcept;
 inline void LogException(const std::exception& E, std::string_view Msg = {}) noexcept {
   LogException(&E, Msg);
 }
+
+// The clock that stamps records (both the free functions and TSimpleLogger).
+// Tests fix it; null restores Now.
+using LogClock = TDateTime (*)();
+void SetLogClock(LogClock clock) noexcept;
 
 // The folder the free functions write to: AppDataDir if it exists, else AppDir.
 std::string LogFolder(const LogContext& context);
