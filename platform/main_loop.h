@@ -13,7 +13,11 @@ namespace quillorn::platform {
 
 using TimerId = std::uint64_t;
 
+// A wait without a time limit (INFINITE on Windows).
+inline constexpr std::uint32_t kInfinite = 0xFFFFFFFF;
+
 // A flag a worker raises and the main thread waits on.
+// Windows: a manual-reset event handle (SetEvent/ResetEvent).
 class WaitEvent {
  public:
   virtual ~WaitEvent() = default;
@@ -22,8 +26,12 @@ class WaitEvent {
   virtual bool IsSet() const = 0;
 };
 
+// Windows: PostMessageW to a message-only window; SetTimer/KillTimer on it;
+// Wait is MsgWaitForMultipleObjects in a PeekMessage/DispatchMessage loop.
 class MainLoop {
  public:
+  // Message is for a wait that hands a message back to its caller instead of
+  // dispatching it; a loop that dispatches while it waits never returns it.
   enum class WaitResult { Signaled, Timeout, Quit, Message };
 
   virtual ~MainLoop() = default;
@@ -34,12 +42,15 @@ class MainLoop {
   // Called on the main thread, it runs at once.
   virtual void Synchronize(std::function<void()> task) = 0;
 
-  // Main thread: a repeating timer, first due `interval_ms` from now.
+  // Main thread: a repeating timer, first due `interval_ms` from now. A timer
+  // stopped in its own callback does not fire again; an overrun fires once, not
+  // in a burst; a timer never runs inside its own callback.
   virtual TimerId StartTimer(std::uint32_t interval_ms, std::function<void()> on_timer) = 0;
   virtual void StopTimer(TimerId id) = 0;
 
   // Main thread: wait for `event` up to `timeout_ms`, running posted tasks and
-  // timers meanwhile. Quit when the loop is told to stop.
+  // timers meanwhile. Quit when the loop is told to stop. Handlers may Wait again.
+  // `timeout_ms` kInfinite waits without limit.
   virtual WaitResult Wait(WaitEvent& event, std::uint32_t timeout_ms) = 0;
 
   virtual std::unique_ptr<WaitEvent> CreateEvent() = 0;
@@ -50,6 +61,8 @@ class MainLoop {
 };
 
 // The timer component: Enabled and Interval as properties, OnTimer on the main thread.
+// As the host framework's timer: it runs only while enabled, with an interval
+// above zero and a handler; disabled at creation. Main thread only.
 class Timer {
  public:
   Timer(MainLoop& loop, std::uint32_t interval_ms, std::function<void()> on_timer);
@@ -61,10 +74,11 @@ class Timer {
   void SetEnabled(bool enabled);
   std::uint32_t Interval() const noexcept { return interval_ms_; }
   void SetInterval(std::uint32_t interval_ms);  // restarts a running timer
-  void SetOnTimer(std::function<void()> on_timer) { on_timer_ = std::move(on_timer); }
+  void SetOnTimer(std::function<void()> on_timer);
 
  private:
   void Restart();
+  void Fire();
   MainLoop& loop_;
   std::uint32_t interval_ms_;
   std::function<void()> on_timer_;
