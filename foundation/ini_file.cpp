@@ -187,7 +187,10 @@ void TIniFile::WriteString(std::string_view Section, std::string_view Ident, std
   const Range range = FindSection(Section);
   if (range.header == kNone) {
     if (!lines_.empty() && !Trim(lines_.back()).empty()) lines_.emplace_back();
-    lines_.push_back("[" + std::string(Section) + "]");
+    std::string header(1, '[');
+    header.append(Section);
+    header += ']';
+    lines_.push_back(std::move(header));
     lines_.push_back(std::move(line));
   } else if (const size_t at = FindKey(range, Ident); at != kNone) {
     lines_[at] = std::move(line);

@@ -46,7 +46,7 @@ class TIniFile {
   std::string fileName_;
   std::vector<std::string> lines_;  // without line ends
   bool bom_ = false;
-  std::string lineEnd_ = "\r\n";
+  std::string_view lineEnd_ = "\r\n";  // the file's own line end, kept on saving
 };
 
 }  // namespace quillorn::foundation
