@@ -1,0 +1,62 @@
+// Encoding and decoding of value trees in the wire's byte format. The encoder
+// never fails for a value the model can hold; the decoder checks every mark and
+// raises ERpcInfo with the format's fixed texts. No compression, no cipher here.
+#pragma once
+
+#include <cstdint>
+#include <string>
+#include <string_view>
+#include <vector>
+
+#include "transport/rpc_dataset.h"
+#include "transport/rpc_value.h"
+
+namespace quillorn::transport {
+
+// A growing buffer of chunks that is joined once, so that large trees are not
+// copied over and over while they are written.
+class TRpcHugeString {
+ public:
+  TRpcHugeString();
+  void Append(std::string_view bytes);
+  void Append(char byte);
+  void AppendDecimal(std::int64_t value);
+  void AppendUnsigned(std::uint64_t value);
+  std::size_t Size() const noexcept { return done_ + current_.size(); }
+  std::string Join();  // leaves the buffer empty
+  void JoinInto(std::vector<std::uint8_t>& out);
+
+ private:
+  void Spill();
+  std::vector<std::string> chunks_;
+  std::string current_;
+  std::size_t done_ = 0;
+};
+
+// Writes `object` (nullptr is null, "X=;") behind what `out` holds.
+void EncodeObject(const TRpcValueObject* object, TRpcHugeString& out);
+std::string EncodeToCode(const TRpcValueObject* object);
+
+// Reads one object at `at` (zero based) and moves `at` behind it; containers
+// give their elements maxDepth - 1 and fail below 0.
+TRpcObjectPtr DecodeObject(std::string_view code, std::int64_t& at, int maxDepth = kRpcMaxDepth);
+// Reads one object that must fill the code: "... String contains more data than expected." otherwise.
+TRpcObjectPtr DecodeObject(std::string_view code, int maxDepth = kRpcMaxDepth);
+// Reads objects one behind the other until the code is used up.
+std::vector<TRpcValue> DecodeAll(std::string_view code, int maxDepth = kRpcMaxDepth);
+
+// The scalar texts, shared with diagnostics.
+std::string FloatToCodeText(double value);          // up to 15 significant digits, "." always
+std::string CurrencyToCodeText(std::int64_t scaled);
+std::string DateTimeToCodeText(foundation::TDateTime value);
+// Raise ERpcInfo "Invalid DateTime format." for a text that fits no form.
+foundation::TDateTime DateTimeFromCodeText(std::string_view text);
+
+// The readers of the float and currency texts; ERpcInfo when the text is no number.
+double FloatFromCodeText(std::string_view text);
+std::int64_t CurrencyFromCodeText(std::string_view text);
+
+// Text to boolean: false for empty and, upper-cased, "0", "F", "N", "FALSE", "NO".
+bool TextToBoolean(std::string_view text) noexcept;
+
+}  // namespace quillorn::transport
