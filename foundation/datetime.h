@@ -25,6 +25,12 @@ struct FormatSettings {
 
 // The user's formats and names, read once from the C++ locale of the environment.
 const FormatSettings& DefaultFormatSettings();
+// Where the C++ runtime can't name the user's locale (MinGW's knows only "C"), the
+// platform layer installs a reader that fills in the system's formats; it must be
+// installed before the first call of DefaultFormatSettings and returns false to
+// keep what the C++ locale gave.
+using FormatSettingsReader = bool (*)(FormatSettings& settings);
+void SetFormatSettingsReader(FormatSettingsReader reader) noexcept;
 // The same, read from a given locale: %x and %X of a probe date mapped back to letters.
 FormatSettings FormatSettingsFromLocale(const std::locale& loc);
 // Fixed English names and ISO-like formats, for tests and for the wire.

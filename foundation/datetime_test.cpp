@@ -3,8 +3,11 @@
 #include <gtest/gtest.h>
 
 #include <cmath>
+#include <ctime>
+#include <ios>
 #include <locale>
 #include <stdexcept>
+#include <string>
 
 namespace quillorn::foundation {
 namespace {
@@ -195,6 +198,73 @@ TEST(DateFormat, SettingsFromTheClassicLocale) {
   EXPECT_EQ(s.LongDayNames[0], "Sunday");
   EXPECT_EQ(s.ShortDayNames[6], "Sat");
   EXPECT_EQ(FormatDateTime(s.ShortDateFormat, EncodeDate(2024, 3, 7), s), "03/07/24");
+}
+
+// A locale whose time_put renders the probe as a given country would, so that the
+// mapping back to letters can be checked without installed locales.
+class FakeTimePut : public std::time_put<char> {
+ public:
+  FakeTimePut(std::string date, std::string time, bool ampm)
+      : date_(std::move(date)), time_(std::move(time)), ampm_(ampm) {}
+
+ protected:
+  iter_type do_put(iter_type out, std::ios_base&, char, const std::tm* t, char format, char) const override {
+    static const char* const kMonths[] = {"Jan", "Feb", "Mar", "Apr", "May", "Jun",
+                                          "Jul", "Aug", "Sep", "Oct", "Nov", "Dec"};
+    static const char* const kDays[] = {"Sun", "Mon", "Tue", "Wed", "Thu", "Fri", "Sat"};
+    std::string text;
+    switch (format) {
+      case 'x': text = date_; break;
+      case 'X': text = time_; break;
+      case 'p': text = !ampm_ ? "" : t->tm_hour < 12 ? "am" : "pm"; break;
+      case 'b': text = kMonths[t->tm_mon]; break;
+      case 'B': text = std::string(kMonths[t->tm_mon]) + "uary"; break;
+      case 'a': text = kDays[t->tm_wday]; break;
+      case 'A': text = std::string(kDays[t->tm_wday]) + "day"; break;
+      default: break;
+    }
+    for (char c : text) *out++ = c;
+    return out;
+  }
+
+ private:
+  std::string date_, time_;
+  bool ampm_;
+};
+
+TEST(DateFormat, LocaleRenderingsMapBackToLetters) {
+  struct Case {
+    const char* date;  // the locale's rendering of 2033-03-02 13:04:05, a Wednesday
+    const char* time;
+    bool ampm;
+    const char* shortDate;
+    const char* longTime;
+    const char* laterDate;  // 2024-11-23 09:07:08 in the mapped formats
+    const char* laterTime;
+  };
+  const Case cases[] = {
+      {"03/02/2033", "01:04:05 pm", true, "mm/dd/yyyy", "hh:nn:ss ampm", "11/23/2024", "09:07:08 am"},
+      {"3/2/33", "1:04:05 pm", true, "m/d/yy", "h:nn:ss ampm", "11/23/24", "9:07:08 am"},
+      {"02.03.2033", "13:04:05", false, "dd.mm.yyyy", "hh:nn:ss", "23.11.2024", "09:07:08"},
+      {"2033-03-02", "13.04.05", false, "yyyy-mm-dd", "hh.nn.ss", "2024-11-23", "09.07.08"},
+      {"Wed 2 Mar 2033 d.C.", "13h04", false, "ddd d mmm yyyy\" d.C.\"", "hh\"h\"nn", "Sat 23 Nov 2024 d.C.",
+       "09h07"},
+      {"Wedday, Maruary 2, 2033", "13:04:05", false, "dddd, mmmm d, yyyy", "hh:nn:ss",
+       "Satday, Novuary 23, 2024", "09:07:08"},
+  };
+  const double probe = EncodeDateTime(2033, 3, 2, 13, 4, 5, 0);
+  const double later = EncodeDateTime(2024, 11, 23, 9, 7, 8, 0);
+  for (const Case& c : cases) {
+    SCOPED_TRACE(c.date);
+    const std::locale fake(std::locale::classic(), new FakeTimePut(c.date, c.time, c.ampm));
+    const FormatSettings s = FormatSettingsFromLocale(fake);
+    EXPECT_EQ(s.ShortDateFormat, c.shortDate);
+    EXPECT_EQ(s.LongTimeFormat, c.longTime);
+    EXPECT_EQ(DateToStr(probe, s), c.date);
+    EXPECT_EQ(TimeToStr(probe, s), c.time);
+    EXPECT_EQ(DateToStr(later, s), c.laterDate);
+    EXPECT_EQ(TimeToStr(later, s), c.laterTime);
+  }
 }
 
 TEST(DateFormat, SettingsFromANamedLocale) {

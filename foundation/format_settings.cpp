@@ -1,3 +1,4 @@
+#include <atomic>
 #include <ctime>
 #include <iomanip>
 #include <locale>
@@ -9,6 +10,8 @@
 
 namespace quillorn::foundation {
 namespace {
+
+std::atomic<FormatSettingsReader> gReader{nullptr};
 
 FormatSettings MakeInvariant() {
   FormatSettings s;
@@ -166,13 +169,24 @@ std::locale UserLocale() {
 
 FormatSettings FormatSettingsFromLocale(const std::locale& loc) { return FromLocale(loc); }
 
+void SetFormatSettingsReader(FormatSettingsReader reader) noexcept { gReader.store(reader); }
+
 const FormatSettings& DefaultFormatSettings() {
   static const FormatSettings settings = [] {
+    FormatSettings fromLocale;
     try {
-      return FromLocale(UserLocale());
+      fromLocale = FromLocale(UserLocale());
     } catch (...) {
-      return MakeInvariant();
+      fromLocale = MakeInvariant();
     }
+    if (const FormatSettingsReader reader = gReader.load(); reader != nullptr) {
+      FormatSettings fromSystem = fromLocale;
+      try {
+        if (reader(fromSystem)) return fromSystem;
+      } catch (...) {
+      }
+    }
+    return fromLocale;
   }();
   return settings;
 }
