@@ -1,22 +1,21 @@
 #include "foundation/context.h"
 
 namespace quillorn::foundation {
-namespace {
+namespace detail {
 
-// Innermost scope of this thread; null means the process default is current.
-thread_local LogContext* tCurrent = nullptr;
+thread_local constinit LogContext* tCurrentContext = nullptr;
 
-LogContext& ProcessDefault() noexcept {
+LogContext& ProcessDefaultContext() noexcept {
   static LogContext context;
   return context;
 }
 
-}  // namespace
+}  // namespace detail
 
-LogContext& CurrentContext() noexcept { return tCurrent != nullptr ? *tCurrent : ProcessDefault(); }
+ContextScope::ContextScope(LogContext& context) noexcept : previous_(detail::tCurrentContext) {
+  detail::tCurrentContext = &context;
+}
 
-ContextScope::ContextScope(LogContext& context) noexcept : previous_(tCurrent) { tCurrent = &context; }
-
-ContextScope::~ContextScope() { tCurrent = previous_; }
+ContextScope::~ContextScope() { detail::tCurrentContext = previous_; }
 
 }  // namespace quillorn::foundation

@@ -14,9 +14,19 @@ struct LogContext {
   std::string AppDataDir;     // per-user data folder + "Quillorn" + delimiter, or AppDir
 };
 
+namespace detail {
+// Innermost ContextScope of this thread, null outside any scope. Constant-initialised,
+// so reading it is one thread-local load (the trace switch test sits on every path).
+extern thread_local constinit LogContext* tCurrentContext;
+LogContext& ProcessDefaultContext() noexcept;
+}  // namespace detail
+
 // The context of the instance running on this thread: the innermost ContextScope,
 // else one process default (what the real add-in, one instance per process, uses).
-LogContext& CurrentContext() noexcept;
+inline LogContext& CurrentContext() noexcept {
+  LogContext* current = detail::tCurrentContext;
+  return current != nullptr ? *current : detail::ProcessDefaultContext();
+}
 
 // Makes `context` current on this thread until the scope ends; scopes nest.
 class ContextScope {
