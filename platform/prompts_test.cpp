@@ -80,7 +80,7 @@ TEST(ScriptedPrompts, FailsLoudlyWithThePromptsTextWhenTheScriptDoesNotFit) {
       {"nothing scripted", [](auto&) {}, "no answer left"},
       {"other text", [](auto& p) { p.Answer({mrYes, "Check in?"}); }, "expected \"Check in?\""},
       {"whole text required", [](auto& p) { p.Answer({mrYes, "Save"}); }, "expected \"Save\""},
-      {"other kind", [](auto& p) { p.Answer({mrYes, std::nullopt, MessageKind::Error}); }, "expected a Error box"},
+      {"other kind", [](auto& p) { p.Answer({mrYes, std::nullopt, MessageKind::Error}); }, "expected kind Error"},
       {"answer not a button", [](auto& p) { p.Answer(mrOk); }, "OK is not a button"},
       {"dialog expected", [](auto& p) { p.AnswerDialog({"TfrmLogin", {}, "OK"}); }, "a dialog was expected"},
   };

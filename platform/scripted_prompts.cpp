@@ -34,8 +34,8 @@ ModalResult ScriptedPrompts::MessageDlg(std::string_view text, MessageKind kind,
   if (next == nullptr)
     throw UnexpectedPrompt("Unexpected prompt, a dialog was expected: " + what, std::string(text));
   if (next->kind && *next->kind != kind)
-    throw UnexpectedPrompt("Unexpected prompt, expected a " + std::string(MessageKindCaption(*next->kind)) +
-                               " box: " + what,
+    throw UnexpectedPrompt("Unexpected prompt, expected kind " + std::string(MessageKindCaption(*next->kind)) +
+                               ": " + what,
                            std::string(text));
   if (next->text) {
     const bool matches = next->partial ? text.find(*next->text) != std::string_view::npos : text == *next->text;
