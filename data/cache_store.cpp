@@ -90,6 +90,8 @@ void CacheStore::LoadFromCache(Table& Table) {
     foundation::LogTrace("LoadFromCache", "... Connect to: " + cacheDb_.FileName);
     if (!foundation::FileExists(cacheDb_.FileName)) {
       foundation::LogTrace("LoadFromCache", "... Cache does not exist");
+      std::error_code ec;
+      std::filesystem::create_directories(foundation::PathFromUtf8(cacheDir_), ec);
       // Two hosts starting together must not both make the file.
       useLock_ = platform::LockFile(LockFileName(), platform::FileLock::Mode::Exclusive, kRebuildWait);
       if (!useLock_) throw std::runtime_error("The cache is being made by another program: " + CacheFileName());

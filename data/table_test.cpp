@@ -1,0 +1,261 @@
+#include "data/table.h"
+
+#include <gtest/gtest.h>
+
+#include "foundation/temp_folder_for_test.h"
+
+namespace quillorn::data {
+namespace {
+
+using foundation::testing::TempFolder;
+
+class TableTest : public ::testing::Test {
+ protected:
+  void SetUp() override {
+    db_.FileName = folder_.Dir() + "t.dat";
+    db_.Open(true);
+    db_.Execute("CREATE TABLE FILES (DOC_ID INTEGER, FILENAME VARCHAR(1024), INIT BOOLEAN DEFAULT FALSE, "
+                "USER_ID INTEGER, LAST_SAVED DATETIME, PRIMARY KEY FILENAME_IDX (FILENAME))");
+    db_.Execute("CREATE TABLE CODES (D_TYPE VARCHAR(15), CODE VARCHAR(30), VAL VARCHAR(1024))");
+    for (auto [id, name] : {std::pair{30, "C:\\Cache\\Gamma.docx"}, {10, "C:\\Cache\\alpha.docx"},
+                           {20, "C:\\Cache\\Beta.xlsx"}}) {
+      db_.Execute("insert into FILES (DOC_ID, FILENAME) values (?, ?)", std::vector<Variant>{id, name});
+    }
+    other_.FileName = db_.FileName;
+    other_.Open();
+  }
+
+  TempFolder folder_;
+  Database db_{"CacheDB"};
+  Database other_{"CacheDB"};  // a second host process on the same file
+};
+
+TEST_F(TableTest, OpensInIndexOrderAndWalks) {
+  Table t(db_, "FILES", "DOC_ID", "tblFiles");
+  t.Open();
+  EXPECT_EQ(t.RecordCount(), 3);
+  std::vector<int> ids;
+  for (t.First(); !t.Eof(); t.Next()) ids.push_back(t.FieldByName("doc_id").AsInteger());
+  EXPECT_EQ(ids, (std::vector<int>{10, 20, 30}));
+  EXPECT_EQ(t.RecNo(), 3);
+  t.Prior();
+  EXPECT_EQ(t.FieldByName("DOC_ID").AsInteger(), 20);
+  EXPECT_FALSE(t.FieldByName("Init").AsBoolean());
+  EXPECT_EQ(t.FieldByName("Init").Value(), Variant(false));
+  EXPECT_TRUE(t.FieldByName("LAST_SAVED").IsNull());
+  EXPECT_EQ(t.FieldByName("FileName").AsString(), "C:\\Cache\\Beta.xlsx");
+  EXPECT_THROW(t.FieldByName("NOPE"), DataSetError);
+  EXPECT_EQ(t.KeyFieldNames(), std::vector<std::string>{"FILENAME"});
+}
+
+TEST_F(TableTest, LocateBySeveralFieldsWithOptions) {
+  Table t(db_, "FILES", "FILENAME", "tblFiles");
+  t.Open();
+  struct Case {
+    const char* fields;
+    Variant values;
+    LocateOptions options;
+    int expectedDocId;  // 0: not found
+  };
+  const Case cases[] = {
+      {"FILENAME", "c:\\cache\\beta.xlsx", {}, 0},
+      {"FILENAME", "c:\\cache\\beta.xlsx", {.caseInsensitive = true}, 20},
+      {"filename", "C:\\Cache\\G", {.partialKey = true}, 30},
+      {"filename", "c:\\cache\\g", {.caseInsensitive = true, .partialKey = true}, 30},
+      {"DOC_ID", std::int32_t{10}, {}, 10},
+      {"DOC_ID", "20", {}, 20},
+      {"DOC_ID;FILENAME", platform::VariantList{std::int32_t{30}, "C:\\Cache\\Gamma.docx"}, {}, 30},
+      {"DOC_ID;FILENAME", platform::VariantList{std::int32_t{20}, "C:\\Cache\\Gamma.docx"}, {}, 0},
+      // Several rows match: the first in index order wins (binary order: upper case first).
+      {"USER_ID", Variant::Null(), {}, 20},
+      {"INIT", false, {}, 20},
+  };
+  for (const Case& c : cases) {
+    t.Last();
+    const bool found = t.Locate(c.fields, c.values, c.options);
+    EXPECT_EQ(found, c.expectedDocId != 0) << c.fields << " " << c.values.AsString();
+    // A failed search leaves the cursor where it was, on the last row.
+    EXPECT_EQ(t.FieldByName("DOC_ID").AsInteger(), found ? c.expectedDocId : 10) << c.fields;
+  }
+  EXPECT_THROW(t.Locate("DOC_ID;FILENAME", std::int32_t{1}), DataSetError);
+  EXPECT_EQ(t.Lookup("DOC_ID", std::int32_t{20}, "FILENAME"), Variant("C:\\Cache\\Beta.xlsx"));
+  EXPECT_TRUE(t.Lookup("DOC_ID", std::int32_t{99}, "FILENAME").IsNull());
+}
+
+TEST_F(TableTest, EventsComeInOrder) {
+  Table t(db_, "FILES", "DOC_ID", "tblFiles");
+  std::vector<std::string> seen;
+  auto note = [&](const char* what) { return [&seen, what](Table&) { seen.push_back(what); }; };
+  t.BeforeInsert = note("BeforeInsert");
+  t.AfterInsert = note("AfterInsert");
+  t.BeforeEdit = note("BeforeEdit");
+  t.AfterEdit = note("AfterEdit");
+  t.BeforePost = note("BeforePost");
+  t.AfterPost = note("AfterPost");
+  t.BeforeCancel = note("BeforeCancel");
+  t.AfterCancel = note("AfterCancel");
+  t.BeforeDelete = note("BeforeDelete");
+  t.AfterDelete = note("AfterDelete");
+  t.Open();
+
+  t.Edit();
+  t.FieldByName("USER_ID").SetValue(std::int32_t{5});
+  t.Post();
+  t.Edit();
+  t.Cancel();
+  t.Append();
+  t.FieldByName("FILENAME").SetValue("x");
+  t.Post();
+  t.Delete();
+  // An edit with changes is posted when the cursor moves on.
+  t.First();
+  t.Edit();
+  t.FieldByName("USER_ID").SetValue(std::int32_t{6});
+  t.Next();
+  EXPECT_EQ(seen, (std::vector<std::string>{"BeforeEdit", "AfterEdit", "BeforePost", "AfterPost", "BeforeEdit",
+                                            "AfterEdit", "BeforeCancel", "AfterCancel", "BeforeInsert",
+                                            "AfterInsert", "BeforePost", "AfterPost", "BeforeDelete",
+                                            "AfterDelete", "BeforeEdit", "AfterEdit", "BeforePost", "AfterPost"}));
+
+  struct Recorder : TableObserver {
+    std::vector<TableEvent> events;
+    void OnTableEvent(Table&, TableEvent e) override { events.push_back(e); }
+  } recorder;
+  t.AddObserver(&recorder);
+  t.Edit();
+  t.FieldByName("USER_ID").SetValue(std::int32_t{7});
+  t.Post();
+  t.RemoveObserver(&recorder);
+  t.Edit();
+  t.Cancel();
+  EXPECT_EQ(recorder.events, (std::vector<TableEvent>{TableEvent::BeforeEdit, TableEvent::AfterEdit,
+                                                      TableEvent::BeforePost, TableEvent::AfterPost}));
+}
+
+TEST_F(TableTest, EditPostCancelDeleteReachTheFile) {
+  Table t(db_, "FILES", "DOC_ID", "tblFiles");
+  t.Open();
+  ASSERT_TRUE(t.Locate("DOC_ID", std::int32_t{20}));
+  t.Edit();
+  t.FieldByName("USER_ID").SetValue(std::int32_t{7});
+  EXPECT_EQ(t.FieldByName("USER_ID").AsInteger(), 7);
+  EXPECT_TRUE(t.FieldByName("USER_ID").OldValue().IsNull());
+  t.Cancel();
+  EXPECT_TRUE(t.FieldByName("USER_ID").IsNull());
+  EXPECT_TRUE(other_.Query("select USER_ID from FILES where DOC_ID=20").rows[0][0].IsNull());
+
+  t.Edit();
+  t.FieldByName("USER_ID").SetValue(std::int32_t{7});
+  t.FieldByName("INIT").SetValue(true);
+  t.Post();
+  EXPECT_EQ(t.State(), DataSetState::Browse);
+  const ResultSet r = other_.Query("select USER_ID, INIT from FILES where DOC_ID=20");
+  EXPECT_EQ(r.rows[0][0], Variant(std::int32_t{7}));
+  EXPECT_EQ(r.rows[0][1], Variant(true));
+
+  // Changing the sort field moves the row to its place and the cursor with it.
+  t.Edit();
+  t.FieldByName("DOC_ID").SetValue(std::int32_t{40});
+  t.Post();
+  EXPECT_EQ(t.RecNo(), 3);
+  EXPECT_EQ(t.FieldByName("FILENAME").AsString(), "C:\\Cache\\Beta.xlsx");
+
+  t.Delete();
+  EXPECT_EQ(t.RecordCount(), 2);
+  EXPECT_EQ(other_.Query("select count(*) from FILES").rows[0][0], Variant(std::int32_t{2}));
+  EXPECT_THROW(t.FieldByName("USER_ID").SetValue(std::int32_t{1}), DataSetError);
+}
+
+TEST_F(TableTest, InsertTakesDefaultsAndSortsIn) {
+  Table t(db_, "FILES", "DOC_ID", "tblFiles");
+  t.Open();
+  t.Insert();
+  EXPECT_EQ(t.FieldByName("INIT").Value(), Variant(false));  // the column's default, before posting
+  t.FieldByName("DOC_ID").SetValue(std::int32_t{15});
+  t.FieldByName("FILENAME").SetValue("new.docx");
+  t.Post();
+  EXPECT_EQ(t.RecNo(), 2);
+  EXPECT_EQ(t.FieldByName("INIT").Value(), Variant(false));
+  EXPECT_EQ(other_.Query("select INIT from FILES where DOC_ID=15").rows[0][0], Variant(false));
+
+  // The key is unique: a second row with the same name fails and stays in insert state.
+  t.Append();
+  t.FieldByName("FILENAME").SetValue("new.docx");
+  EXPECT_THROW(t.Post(), SqlError);
+  EXPECT_EQ(t.State(), DataSetState::Insert);
+  t.Cancel();
+  EXPECT_EQ(t.RecordCount(), 4);
+}
+
+TEST_F(TableTest, EditOfAnEmptyTableInserts) {
+  Table t(db_, "CODES", "", "tblCodes");
+  t.Open();
+  t.Edit();
+  EXPECT_EQ(t.State(), DataSetState::Insert);
+  t.FieldByName("D_TYPE").SetValue("APP_OPTION");
+  t.Post();
+  EXPECT_EQ(t.RecordCount(), 1);
+}
+
+TEST_F(TableTest, WithoutAKeyOnlyTheCurrentRowIsUpdated) {
+  db_.Execute("insert into CODES values ('A', 'X', '1')");
+  db_.Execute("insert into CODES values ('A', 'X', '1')");
+  Table t(db_, "CODES", "", "tblCodes");
+  t.Open();
+  t.Last();
+  t.Edit();
+  t.FieldByName("VAL").SetValue("2");
+  t.Post();
+  const ResultSet r = other_.Query("select VAL from CODES order by rowid");
+  ASSERT_EQ(r.rows.size(), 2u);
+  EXPECT_EQ(r.rows[0][0], Variant("1"));
+  EXPECT_EQ(r.rows[1][0], Variant("2"));
+  t.First();
+  t.Delete();
+  EXPECT_EQ(other_.Query("select VAL from CODES").rows.size(), 1u);
+}
+
+TEST_F(TableTest, RefreshSeesOtherProcessesAndKeepsTheRow) {
+  Table t(db_, "FILES", "DOC_ID", "tblFiles");
+  t.Open();
+  ASSERT_TRUE(t.Locate("DOC_ID", std::int32_t{20}));
+  other_.Execute("insert into FILES (DOC_ID, FILENAME) values (5, 'first.docx')");
+  other_.Execute("update FILES set USER_ID=9 where DOC_ID=20");
+  other_.Execute("delete from FILES where DOC_ID=30");
+  t.Refresh();
+  EXPECT_EQ(t.RecordCount(), 3);
+  EXPECT_EQ(t.FieldByName("DOC_ID").AsInteger(), 20);
+  EXPECT_EQ(t.FieldByName("USER_ID").AsInteger(), 9);
+  EXPECT_EQ(t.RecNo(), 3);
+
+  other_.Execute("update FILES set USER_ID=11 where DOC_ID=20");
+  t.Resync();
+  EXPECT_EQ(t.FieldByName("USER_ID").AsInteger(), 11);
+
+  // A row deleted elsewhere can't be posted, and the edit stays for the caller.
+  other_.Execute("delete from FILES where DOC_ID=20");
+  t.Edit();
+  t.FieldByName("USER_ID").SetValue(std::int32_t{1});
+  EXPECT_THROW(t.Post(), DataSetError);
+  EXPECT_EQ(t.State(), DataSetState::Edit);
+  t.Cancel();
+  t.Resync();
+  EXPECT_EQ(t.RecordCount(), 2);
+}
+
+TEST_F(TableTest, ClosedTableRefusesWork) {
+  Table t(db_, "FILES", "DOC_ID", "tblFiles");
+  EXPECT_FALSE(t.Active());
+  EXPECT_THROW(t.First(), DataSetError);
+  EXPECT_THROW(t.FieldByName("DOC_ID"), DataSetError);
+  t.Open();
+  t.Edit();
+  t.FieldByName("USER_ID").SetValue(std::int32_t{3});
+  t.Close();  // never posts
+  EXPECT_TRUE(other_.Query("select USER_ID from FILES where DOC_ID=10").rows[0][0].IsNull());
+  Table missing(db_, "NOPE");
+  EXPECT_THROW(missing.Open(), DataSetError);
+}
+
+}  // namespace
+}  // namespace quillorn::data
