@@ -9,6 +9,10 @@ function(quillorn_warnings target)
   else()
     target_compile_options(${target} PRIVATE -Wall -Wextra -Wpedantic -Wshadow=local
                            -Wnon-virtual-dtor -Wno-missing-field-initializers)
+    # GCC 12 reports false -Wrestrict/-Wstringop-overflow in libstdc++'s string code at -O3.
+    if(CMAKE_CXX_COMPILER_ID STREQUAL "GNU")
+      target_compile_options(${target} PRIVATE -Wno-restrict -Wno-stringop-overflow)
+    endif()
     if(QUILLORN_WERROR)
       target_compile_options(${target} PRIVATE -Werror)
     endif()
