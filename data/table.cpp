@@ -216,6 +216,7 @@ void Table::ReadFieldDefs() {
   if (info.rows.empty()) throw DataSetError(Name + ": Table does not exist: " + tableName_);
   const int nameCol = info.ColumnIndex("name"), typeCol = info.ColumnIndex("type");
   const int pkCol = info.ColumnIndex("pk"), dfltCol = info.ColumnIndex("dflt_value");
+  const int notNullCol = info.ColumnIndex("notnull");
   fields_.clear();
   std::vector<std::pair<int, int>> keyOrder;
   for (const auto& row : info.rows) {
@@ -225,6 +226,7 @@ void Table::ReadFieldDefs() {
     def.kind = FieldKindOfDeclType(def.declType);
     def.size = SizeOfDeclType(def.declType);
     def.keyPosition = row[static_cast<size_t>(pkCol)].AsInt();
+    def.required = row[static_cast<size_t>(notNullCol)].AsInt() != 0;
     def.defaultValue = ParseDefault(row[static_cast<size_t>(dfltCol)], def.kind);
     if (def.keyPosition > 0) keyOrder.emplace_back(def.keyPosition, static_cast<int>(fields_.size()));
     fields_.push_back(std::move(def));

@@ -53,6 +53,7 @@ struct FieldDef {
   FieldKind kind = FieldKind::Unknown;
   int size = 0;          // the n of VARCHAR(n), 0 when not given
   int keyPosition = 0;   // 1-based place in the primary key, 0 when not in it
+  bool required = false; // NOT NULL
   Variant defaultValue;  // a literal default of the column; Null otherwise
 };
 
