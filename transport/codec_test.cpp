@@ -78,7 +78,9 @@ TEST(CodecGolden, EachScalarClassEncodesToItsBytes) {
     const TRpcValue back = TRpcValue::FromCode(c.code);
     EXPECT_EQ(back.toCode(), c.code) << c.what;
     // 15 digits can't carry every double; everything else reads back as itself.
-    if (std::string(c.what) != "float 15 digits") EXPECT_TRUE(back == c.value) << c.what;
+    if (std::string(c.what) != "float 15 digits") {
+      EXPECT_TRUE(back == c.value) << c.what;
+    }
   }
 }
 
