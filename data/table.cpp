@@ -245,8 +245,9 @@ std::string Table::SelectSql() const {
 Table::Row Table::ToRow(std::vector<Variant>& raw) const {
   Row row;
   row.rowid = raw[0].AsInt64();
-  row.values.reserve(fields_.size());
-  for (size_t i = 0; i < fields_.size(); ++i) row.values.push_back(std::move(raw[i + 1]));
+  // Reuses the row's own storage: a cache table can hold many thousand rows.
+  raw.erase(raw.begin());
+  row.values = std::move(raw);
   return row;
 }
 
