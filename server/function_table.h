@@ -1,0 +1,36 @@
+// The server's remote functions, registered by name: each takes the call's
+// parameters and returns a value or throws. Running a batch never stops at a
+// failing call: its place among the results holds an exception value instead.
+#pragma once
+
+#include <functional>
+#include <map>
+#include <string>
+#include <string_view>
+
+#include "transport/rpc_value.h"
+
+namespace quillorn::server {
+
+using RpcFunction = std::function<transport::TRpcValue(const transport::TRpcRecord& params)>;
+
+class FunctionTable {
+ public:
+  void Register(const std::string& name, RpcFunction function);
+  bool Contains(const std::string& name) const;
+
+  // Runs the calls of `code` in order; their results' code, one behind the other.
+  // Raises ERpcInfo when the code itself does not decode.
+  std::string Process(std::string_view code) const;
+
+  // What an unknown function gives in its result's place.
+  static std::string UnknownFunctionMessage(std::string_view name);
+
+ private:
+  std::map<std::string, RpcFunction> functions_;
+};
+
+// The functions every server answers: "youthere" gives true.
+void RegisterDefaultFunctions(FunctionTable& table);
+
+}  // namespace quillorn::server
