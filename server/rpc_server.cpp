@@ -17,6 +17,7 @@ RpcServer::RpcServer(ServerOptions options, FunctionTable functions)
   endpoint_ = std::make_unique<RpcEndpoint>(
       options_.Endpoint, [this](std::string_view code) { return functions_.Process(code); });
 
+  http_->server.set_tcp_nodelay(true);
   http_->server.Post(options_.ModulePath, [this](const httplib::Request& req, httplib::Response& res) {
     SeenRequest seen;
     seen.Method = req.method;

@@ -220,6 +220,9 @@ void TRpcHttpClient::WorkerMain() {
         }
         impl_->client = std::make_unique<httplib::Client>(address, port_number);
         impl_->client->set_keep_alive(true);
+        // Headers and body leave in separate writes; with Nagle's delay each
+        // round trip would wait for a delayed acknowledgement.
+        impl_->client->set_tcp_nodelay(true);
         impl_->client->set_connection_timeout(connect_timeout, 0);
         impl_->client->set_read_timeout(read_timeout, 0);
         impl_->client->set_write_timeout(read_timeout, 0);
