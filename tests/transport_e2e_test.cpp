@@ -30,6 +30,7 @@ using transport::TRpcValueTypes;
 constexpr int kCallTimeoutSeconds = 10;
 
 server::FunctionTable TestFunctions() {
+  server::FunctionTable table;
   server::RegisterDefaultFunctions(table);
   table.Register("echo", [](const transport::TRpcRecord& params) {
     return transport::TextValue(params.GetString("text"));
