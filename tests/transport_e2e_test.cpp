@@ -3,7 +3,12 @@
 #include <gtest/gtest.h>
 
 #include <atomic>
+#include <chrono>
 #include <condition_variable>
+#include <cstdlib>
+#include <filesystem>
+#include <fstream>
+#include <iterator>
 #include <memory>
 #include <string>
 #include <thread>
@@ -15,6 +20,7 @@
 #include "transport/rpc_client_module.h"
 #include "transport/rpc_dataset.h"
 #include "transport/rpc_http_client.h"
+#include "transport/value_json.h"
 
 namespace quillorn {
 namespace {
@@ -393,6 +399,70 @@ TEST(TransportE2E, PrepareIsNeededBeforeCall) {
   } catch (const transport::ERpcClientError& e) {
     EXPECT_STREQ(e.what(), "No Data defined. Use the \"Data\" property before \"Call\".");
   }
+}
+
+}  // namespace
+}  // namespace quillorn
+
+namespace quillorn {
+namespace {
+
+// Runs the quillorn program with `args`; its stdout and stderr land in files.
+struct ProgramRun {
+  int exit_code = -1;
+  std::string out, err;
+};
+
+std::string ReadAll(const std::filesystem::path& path) {
+  std::ifstream in(path, std::ios::binary);
+  return std::string((std::istreambuf_iterator<char>(in)), std::istreambuf_iterator<char>());
+}
+
+ProgramRun RunQuillorn(const std::string& args) {
+  const auto dir = std::filesystem::temp_directory_path();
+  const auto tag = std::to_string(std::chrono::steady_clock::now().time_since_epoch().count());
+  const auto out = dir / ("quillorn-rpc-" + tag + ".out");
+  const auto err = dir / ("quillorn-rpc-" + tag + ".err");
+  const std::string command = std::string("\"") + QUILLORN_APP + "\" " + args + " >\"" + out.string() +
+                              "\" 2>\"" + err.string() + "\"";
+  ProgramRun run;
+  const int status = std::system(command.c_str());
+  run.exit_code = status;
+  run.out = ReadAll(out);
+  run.err = ReadAll(err);
+  std::filesystem::remove(out);
+  std::filesystem::remove(err);
+  return run;
+}
+
+TEST(TransportE2E, RpcCommandCallsThroughTheModuleAndPrintsJson) {
+  server::FunctionTable table = TestFunctions();
+  table.Register("add", [](const transport::TRpcRecord& params) {
+    return transport::IntegerValue(params.GetInteger("a") + params.GetInteger("b") +
+                                   (params.GetBoolean("plus_one") ? 1 : 0));
+  });
+  server::RpcServer server({}, std::move(table));
+  const std::string at = "--server 127.0.0.1:" + std::to_string(server.Start());
+
+  ProgramRun run = RunQuillorn("rpc " + at + " youthere");
+  EXPECT_EQ(run.exit_code, 0) << run.err;
+  EXPECT_EQ(run.out, transport::ValueToJsonText(transport::BooleanValue(true)) + "\n");
+  std::vector<std::string> targets;
+  for (const auto& seen : server.Seen()) targets.push_back(seen.Target.substr(0, seen.Target.find("&ID=")));
+  EXPECT_EQ(targets.at(0), "/cms?ACTION=HELLO");  // the full handshake, as the add-in does it
+
+  run = RunQuillorn("rpc " + at + " --compression none add a:int=40 b:int=1 plus_one:bool=true");
+  EXPECT_EQ(run.exit_code, 0) << run.err;
+  EXPECT_EQ(run.out, transport::ValueToJsonText(transport::IntegerValue(42)) + "\n");
+
+  run = RunQuillorn("rpc " + at + " echo \"text=two words\"");
+  EXPECT_EQ(run.out, transport::ValueToJsonText(transport::TextValue("two words")) + "\n");
+
+  // A failure of the transport: its text on stderr, nothing on stdout.
+  run = RunQuillorn("rpc " + at + " --path /nothing youthere");
+  EXPECT_NE(run.exit_code, 0);
+  EXPECT_EQ(run.err, "Error response #404: Not Found\n");
+  EXPECT_TRUE(run.out.empty());
 }
 
 }  // namespace
