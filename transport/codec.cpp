@@ -307,16 +307,30 @@ void CheckDepth(TRpcValueTypes type, std::int64_t at, int maxDepth) {
 
 TRpcObjectPtr ReadAny(const Reader& r, std::int64_t& at, int maxDepth);
 
+// One of 64 bits for a name, equal for names that differ only in ASCII case.
+std::uint64_t NameBit(std::string_view name) {
+  std::uint32_t h = static_cast<std::uint32_t>(name.size());
+  for (const char c : name) h = h * 31 + static_cast<unsigned char>(c >= 'a' && c <= 'z' ? c - 32 : c);
+  return std::uint64_t{1} << (h % 64);
+}
+
 void ReadRecordBody(const Reader& r, std::int64_t& at, int maxDepth, TRpcRecord& record) {
   const std::int64_t start = at;
   const std::int64_t count = CountText(r.Short(at, "RE"), ClassName(TRpcValueTypes::rpc_Record), start, {});
   record.Reserve(static_cast<std::size_t>(std::min<std::int64_t>(count, (r.size() - at) / 5 + 1)));
+  std::uint64_t seen = 0;
   for (std::int64_t i = 0; i < count; ++i) {
     std::string name = r.Name(at);
     TRpcObjectPtr value = ReadAny(r, at, maxDepth - 1);
-    // A repeated name sets the field again, keeping its first place.
-    TRpcValue& slot = record.Slot(name);
-    slot.Set(std::move(value));
+    // A repeated name sets the field again, keeping its first place. A mask of
+    // name hashes spares the search for the common case of all names distinct.
+    const std::uint64_t bit = NameBit(name);
+    if ((seen & bit) == 0) {
+      seen |= bit;
+      record.AppendField(std::move(name), TRpcValue(std::move(value)));
+    } else {
+      record.Slot(name).Set(std::move(value));
+    }
   }
 }
 
@@ -520,40 +534,36 @@ bool Digits(std::string_view text, std::size_t& pos, int& out) {
 
 // ---------------------------------------------------------------- buffer
 
-TRpcHugeString::TRpcHugeString() { current_.reserve(256); }
-
-void TRpcHugeString::Spill() {
-  done_ += current_.size();
-  chunks_.push_back(std::move(current_));
-  current_ = std::string();
-  current_.reserve(kChunkSize);
+void TRpcHugeString::Seal() {
+  if (!chunks_.empty()) chunks_.back().size = static_cast<std::size_t>(pos_ - chunks_.back().data.get());
 }
 
-void TRpcHugeString::Append(std::string_view bytes) {
-  if (current_.size() + bytes.size() > current_.capacity()) {
-    if (current_.capacity() < kChunkSize && current_.size() + bytes.size() <= kChunkSize) {
-      current_.reserve(kChunkSize);
-    } else {
-      Spill();
-      if (bytes.size() >= kChunkSize / 2) {
-        done_ += bytes.size();
-        chunks_.emplace_back(bytes);
-        return;
-      }
-    }
-  }
-  current_.append(bytes);
+void TRpcHugeString::NewChunk(std::size_t at_least) {
+  Seal();
+  // The first chunk is small, so that a short call costs no big allocation.
+  const std::size_t capacity = std::max(at_least, chunks_.empty() ? std::size_t{256} : kChunkSize);
+  chunks_.push_back(Chunk{std::unique_ptr<char[]>(new char[capacity]), 0});  // not zero-filled
+  pos_ = chunks_.back().data.get();
+  end_ = pos_ + capacity;
 }
 
-void TRpcHugeString::Append(char byte) {
-  if (current_.size() == current_.capacity()) {
-    if (current_.capacity() < kChunkSize) {
-      current_.reserve(kChunkSize);
-    } else {
-      Spill();
-    }
+void TRpcHugeString::AppendSlow(std::string_view bytes) {
+  const std::size_t room = static_cast<std::size_t>(end_ - pos_);
+  if (room > 0) {
+    std::memcpy(pos_, bytes.data(), room);
+    pos_ += room;
+    bytes.remove_prefix(room);
   }
-  current_.push_back(byte);
+  NewChunk(bytes.size());
+  std::memcpy(pos_, bytes.data(), bytes.size());
+  pos_ += bytes.size();
+}
+
+std::size_t TRpcHugeString::Size() const noexcept {
+  std::size_t total = 0;
+  for (std::size_t i = 0; i + 1 < chunks_.size(); ++i) total += chunks_[i].size;
+  if (!chunks_.empty()) total += static_cast<std::size_t>(pos_ - chunks_.back().data.get());
+  return total;
 }
 
 void TRpcHugeString::AppendDecimal(std::int64_t value) {
@@ -569,27 +579,25 @@ void TRpcHugeString::AppendUnsigned(std::uint64_t value) {
 }
 
 std::string TRpcHugeString::Join() {
+  Seal();
   std::string out;
-  if (chunks_.empty()) {
-    out = std::move(current_);
-  } else {
-    out.reserve(Size());
-    for (const auto& chunk : chunks_) out.append(chunk);
-    out.append(current_);
-  }
+  std::size_t total = 0;
+  for (const auto& chunk : chunks_) total += chunk.size;
+  out.reserve(total);
+  for (const auto& chunk : chunks_) out.append(chunk.data.get(), chunk.size);
   chunks_.clear();
-  current_.clear();
-  done_ = 0;
+  pos_ = end_ = nullptr;
   return out;
 }
 
 void TRpcHugeString::JoinInto(std::vector<std::uint8_t>& out) {
-  out.reserve(out.size() + Size());
-  for (const auto& chunk : chunks_) out.insert(out.end(), chunk.begin(), chunk.end());
-  out.insert(out.end(), current_.begin(), current_.end());
+  Seal();
+  for (const auto& chunk : chunks_) {
+    out.insert(out.end(), reinterpret_cast<const std::uint8_t*>(chunk.data.get()),
+               reinterpret_cast<const std::uint8_t*>(chunk.data.get()) + chunk.size);
+  }
   chunks_.clear();
-  current_.clear();
-  done_ = 0;
+  pos_ = end_ = nullptr;
 }
 
 // ---------------------------------------------------------------- public

@@ -4,6 +4,8 @@
 #pragma once
 
 #include <cstdint>
+#include <cstring>
+#include <memory>
 #include <string>
 #include <string_view>
 #include <vector>
@@ -17,20 +19,45 @@ namespace quillorn::transport {
 // copied over and over while they are written.
 class TRpcHugeString {
  public:
-  TRpcHugeString();
-  void Append(std::string_view bytes);
-  void Append(char byte);
+  TRpcHugeString() = default;
+  TRpcHugeString(const TRpcHugeString&) = delete;
+  TRpcHugeString& operator=(const TRpcHugeString&) = delete;
+
+  void Append(std::string_view bytes) {
+    if (bytes.size() <= static_cast<std::size_t>(end_ - pos_)) {
+      // Short marks and names are the bulk of the calls: no library call for them.
+      if (bytes.size() <= 16) {
+        for (const char c : bytes) *pos_++ = c;
+      } else {
+        std::memcpy(pos_, bytes.data(), bytes.size());
+        pos_ += bytes.size();
+      }
+      return;
+    }
+    AppendSlow(bytes);
+  }
+  void Append(char byte) {
+    if (pos_ == end_) NewChunk(1);
+    *pos_++ = byte;
+  }
   void AppendDecimal(std::int64_t value);
   void AppendUnsigned(std::uint64_t value);
-  std::size_t Size() const noexcept { return done_ + current_.size(); }
+  std::size_t Size() const noexcept;
   std::string Join();  // leaves the buffer empty
   void JoinInto(std::vector<std::uint8_t>& out);
 
  private:
-  void Spill();
-  std::vector<std::string> chunks_;
-  std::string current_;
-  std::size_t done_ = 0;
+  struct Chunk {
+    std::unique_ptr<char[]> data;
+    std::size_t size = 0;
+  };
+  void AppendSlow(std::string_view bytes);
+  void NewChunk(std::size_t at_least);
+  void Seal();
+
+  std::vector<Chunk> chunks_;  // the last one is being written
+  char* pos_ = nullptr;
+  char* end_ = nullptr;
 };
 
 // Writes `object` (nullptr is null, "X=;") behind what `out` holds.
