@@ -159,10 +159,15 @@ void QueueMainLoop::Synchronize(std::function<void()> task) {
   auto wrapper = std::make_shared<SyncTask>(state, std::move(task));
   Post([wrapper] { wrapper->Run(); });
   wrapper.reset();  // the queue holds the only reference now
-  std::unique_lock lock(state->lock);
-  state->done_signal.wait(lock, [&] { return state->done; });
-  if (!state->ran) throw std::runtime_error("The main loop ended before a synchronised call ran");
-  if (state->error) std::rethrow_exception(state->error);
+  std::exception_ptr error;
+  {
+    std::unique_lock lock(state->lock);
+    state->done_signal.wait(lock, [&] { return state->done; });
+    if (!state->ran) throw std::runtime_error("The main loop ended before a synchronised call ran");
+    // Taken out, so the exception is released on this thread, not the main one.
+    error = std::move(state->error);
+  }
+  if (error) std::rethrow_exception(error);
 }
 
 TimerId QueueMainLoop::StartTimer(std::uint32_t interval_ms, std::function<void()> on_timer) {

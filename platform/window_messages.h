@@ -49,7 +49,8 @@ class WindowMessages {
   virtual ~WindowMessages() = default;
 
   virtual std::uint32_t RegisterMessage(std::string_view name) = 0;
-  // `handler` runs on `loop`'s thread, the thread that must also destroy the window.
+  // `handler` runs on `loop`'s thread, the thread that must also destroy the
+  // window, before the loop.
   virtual std::unique_ptr<MessageWindow> CreateWindow(std::string_view class_name, std::string_view title,
                                                       MainLoop& loop, MessageHandler handler) = 0;
   // False when the window does not exist (or, for a broadcast, never).

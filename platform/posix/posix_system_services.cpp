@@ -1,6 +1,6 @@
 // The system services on Linux and other POSIX systems.
-#include <fcntl.h>
 #include <pwd.h>
+#include <spawn.h>
 #include <sys/stat.h>
 #include <sys/types.h>
 #include <sys/wait.h>
@@ -155,29 +155,15 @@ class PosixSystemServices final : public SystemServices {
     const std::string opener = FindOnPath("xdg-open");
     if (opener.empty() || path.empty()) return false;
     const std::string target(path);
-    // Everything exec needs is made before fork: a forked child of a threaded
-    // process may only make async-signal-safe calls.
-    char* const argv[] = {const_cast<char*>(opener.c_str()), const_cast<char*>(target.c_str()), nullptr};
-    const pid_t child = fork();
-    if (child < 0) return false;
-    if (child == 0) {
-      // The grandchild runs the opener; the child exits at once and is reaped
-      // below, so no zombie is left for a process that never waits.
-      const pid_t grandchild = fork();
-      if (grandchild == 0) {
-        const int null_fd = open("/dev/null", O_RDWR);
-        if (null_fd >= 0) {
-          dup2(null_fd, STDIN_FILENO);
-          dup2(null_fd, STDOUT_FILENO);
-          dup2(null_fd, STDERR_FILENO);
-        }
-        execv(opener.c_str(), argv);
-        _exit(127);
-      }
-      _exit(grandchild < 0 ? 1 : 0);
-    }
+    // A shell starts the opener in the background and ends at once, so it is
+    // reaped here and the opener, however long it runs, leaves no zombie.
+    const char* argv[] = {"/bin/sh", "-c", "\"$0\" \"$1\" </dev/null >/dev/null 2>&1 &", opener.c_str(),
+                          target.c_str(), nullptr};
+    pid_t shell = 0;
+    if (posix_spawn(&shell, "/bin/sh", nullptr, nullptr, const_cast<char* const*>(argv), environ) != 0) return false;
     int status = 0;
-    while (waitpid(child, &status, 0) < 0 && errno == EINTR) {
+    while (waitpid(shell, &status, 0) < 0) {
+      if (errno != EINTR) return false;
     }
     return WIFEXITED(status) && WEXITSTATUS(status) == 0;
   }

@@ -1,3 +1,5 @@
+#include <fcntl.h>
+#include <spawn.h>
 #include <sys/stat.h>
 #include <sys/wait.h>
 #include <unistd.h>
@@ -5,6 +7,7 @@
 #include <gtest/gtest.h>
 
 #include <chrono>
+#include <cstdlib>
 #include <filesystem>
 #include <stdexcept>
 #include <string>
@@ -14,12 +17,17 @@
 #include "platform/queue_main_loop.h"
 #include "platform/window_messages.h"
 
+extern char** environ;
+
 namespace quillorn::platform {
 namespace {
 
 using foundation::testing::TempFolder;
 
-// A second host process: it answers a "bring to front" with "doc is open" for
+constexpr char kPeerFolderVariable[] = "QUILLORN_TEST_PEER_FOLDER";
+
+// A second host process (this program started again, running only the test
+// below): it answers a "bring to front" with "doc is open" for
 // the document id + 1, then dies without closing its window, as a crash would.
 [[noreturn]] void RunChild(const std::string& folder) {
   int code = 1;
@@ -37,19 +45,34 @@ using foundation::testing::TempFolder;
     });
     if (loop.Wait(*asked, 10000) == MainLoop::WaitResult::Signaled && messages->Broadcast(answer, 0, doc_id + 1))
       code = 0;
-    window.release();  // left behind on purpose
+    _exit(code);  // with the window still open, on purpose
   } catch (...) {
   }
   _exit(code);
+}
+
+TEST(SocketWindowMessages, PeerProcess) {
+  const char* folder = std::getenv(kPeerFolderVariable);
+  if (folder == nullptr) GTEST_SKIP() << "only the peer process of TwoProcessesTalk runs this";
+  RunChild(folder);
 }
 
 TEST(SocketWindowMessages, TwoProcessesTalkAndADeadOnesWindowIsCleared) {
   TempFolder temp;
   const std::string folder = (temp.Path() / "meet").string();
   auto messages = CreateWindowMessages(folder);  // creates the folder before the child looks
-  const pid_t child = fork();
-  ASSERT_GE(child, 0);
-  if (child == 0) RunChild(folder);
+  const std::string program = std::filesystem::read_symlink("/proc/self/exe").string();
+  const std::string filter = "--gtest_filter=SocketWindowMessages.PeerProcess";
+  ASSERT_EQ(setenv(kPeerFolderVariable, folder.c_str(), 1), 0);
+  const char* argv[] = {program.c_str(), filter.c_str(), nullptr};
+  posix_spawn_file_actions_t quiet;
+  posix_spawn_file_actions_init(&quiet);
+  posix_spawn_file_actions_addopen(&quiet, STDOUT_FILENO, "/dev/null", O_WRONLY, 0);
+  pid_t child = 0;
+  const int spawned = posix_spawn(&child, program.c_str(), &quiet, nullptr, const_cast<char* const*>(argv), environ);
+  posix_spawn_file_actions_destroy(&quiet);
+  unsetenv(kPeerFolderVariable);
+  ASSERT_EQ(spawned, 0);
 
   QueueMainLoop loop;
   const std::uint32_t ask = messages->RegisterMessage("cmsBringhDocToFront");
