@@ -17,3 +17,13 @@ add_library(quillorn_httplib INTERFACE)
 target_include_directories(quillorn_httplib SYSTEM INTERFACE "${QUILLORN_WIN_SOURCES}/httplib")
 target_compile_definitions(quillorn_httplib INTERFACE _WIN32_WINNT=0x0A00)
 target_link_libraries(quillorn_httplib INTERFACE ws2_32 crypt32)
+
+# nlohmann-json is header-only: a copy of just its folder, so that the MinGW
+# include path never reaches the host's /usr/include.
+if(NOT TARGET nlohmann_json::nlohmann_json)
+  file(COPY /usr/include/nlohmann DESTINATION "${CMAKE_BINARY_DIR}/third_party/nlohmann_json/include")
+  add_library(quillorn_nlohmann_json INTERFACE)
+  target_include_directories(quillorn_nlohmann_json SYSTEM INTERFACE
+                             "${CMAKE_BINARY_DIR}/third_party/nlohmann_json/include")
+  add_library(nlohmann_json::nlohmann_json ALIAS quillorn_nlohmann_json)
+endif()
