@@ -126,9 +126,9 @@ bool SimHost::Close(const std::shared_ptr<DocumentModel>& doc, bool save_changes
   it = std::find(documents_.begin(), documents_.end(), doc);
   if (it == documents_.end()) return true;  // a handler closed it meanwhile
   documents_.erase(it);
+  if (active_ == doc) FireDeactivate(doc);
   doc->closed = true;
   if (active_ == doc) {
-    FireDeactivate(doc);
     active_ = nullptr;
     if (!documents_.empty()) {
       SetActive(documents_.back());

@@ -257,7 +257,7 @@ class HeaderFooterObject : public SimObject {
       auto& h = hf();
       h.created = true;
       DocumentModel* d = doc.get();
-      return Variant(ShapesRef(host, doc, &h.story.shapes, [d] { return AllHeaderFooterShapes(*d); }));
+      return Variant(ShapesRef(host, doc, &h.story.shapes, [d] { return AllHeaderFooterShapes(*d); }, "allheaderfooter"));
     });
   }
 };

@@ -66,6 +66,9 @@ class Variant {
   bool IsNull() const noexcept { return kind() == Kind::Null; }
   bool IsEmptyOrNull() const noexcept { return IsEmpty() || IsNull(); }
   bool IsObject() const noexcept { return kind() == Kind::Object; }
+  // An object that is really there: false for Nothing (a null object, as a
+  // host returns after the last of a chain), Empty and Null.
+  bool HasObject() const noexcept { return IsObject() && std::get<ObjectRef>(v_) != nullptr; }
 
   // Conversions as the host's variant rules do them; a value that can't be
   // converted raises HostError ("Could not convert variant ...").

@@ -206,7 +206,9 @@ TEST(VariantTest, LateBoundAccessForwardsToTheObject) {
   } catch (const HostError& e) {
     EXPECT_EQ(e.code(), 5);
   }
+  EXPECT_TRUE(v.HasObject());
   for (const Variant& not_object : {Variant(), Variant::Null(), Variant("doc"), Variant(ObjectRef{})}) {
+    EXPECT_FALSE(not_object.HasObject());
     EXPECT_THROW(not_object.Get("Name"), HostError);
     EXPECT_THROW(not_object.Put("Name", Variant("x")), HostError);
     EXPECT_THROW(not_object.Call("Close"), HostError);
