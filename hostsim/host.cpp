@@ -4,6 +4,7 @@
 #include "hostsim/host.h"
 
 #include <algorithm>
+#include <filesystem>
 #include <stdexcept>
 
 #include "hostsim/doc_file.h"
@@ -49,7 +50,11 @@ void SimHost::SetActive(const std::shared_ptr<DocumentModel>& doc) {
   if (active_) FireActivate(active_);
 }
 
-std::shared_ptr<DocumentModel> SimHost::Open(const std::string& path, bool read_only) {
+std::shared_ptr<DocumentModel> SimHost::Open(const std::string& given, bool read_only) {
+  // FullName is always a full path, as a host reports it.
+  std::error_code ec;
+  const std::filesystem::path full = std::filesystem::absolute(given, ec);
+  const std::string path = ec ? given : full.lexically_normal().string();
   for (const auto& d : documents_) {
     if (d->full_name == path) {
       SetActive(d);
