@@ -1,0 +1,94 @@
+// quillorn-server: the reference server. Serves the remote functions at "/cms"
+// on 127.0.0.1 over a database in its data folder, logs every call, and stops
+// cleanly on SIGTERM or SIGINT.
+#include <CLI/CLI.hpp>
+
+#include <atomic>
+#include <chrono>
+#include <csignal>
+#include <exception>
+#include <filesystem>
+#include <fstream>
+#include <iostream>
+#include <memory>
+#include <string>
+#include <thread>
+
+#include "server/call_log.h"
+#include "server/catalogue.h"
+#include "server/function_table.h"
+#include "server/rpc_server.h"
+#include "server/store.h"
+
+namespace {
+
+std::atomic<int> stop_signal{0};
+static_assert(std::atomic<int>::is_always_lock_free, "the signal handler may only touch a lock-free flag");
+
+extern "C" void OnStopSignal(int signal) { stop_signal.store(signal); }
+
+// How often the main thread looks at the flag; also the longest a stop waits.
+constexpr auto kWatchInterval = std::chrono::milliseconds(50);
+
+}  // namespace
+
+int main(int argc, char** argv) {
+  using namespace quillorn;
+  CLI::App app{"quillorn-server: the reference server of the Quillorn document service"};
+  int port = 0;
+  std::string data;
+  std::string bind = "127.0.0.1";
+  std::string log_file;
+  int run_seconds = 0;
+  app.add_option("--port", port, "port to listen on; 0 takes a free one")->check(CLI::Range(0, 65535));
+  app.add_option("--data", data, "data folder; its server.db is created when missing")->required();
+  app.add_option("--bind", bind, "address to listen on; only 127.0.0.1 is served")
+      ->check(CLI::IsMember({"127.0.0.1"}));
+  app.add_option("--log", log_file, "file for the call log (relative: in the data folder); default stderr");
+  app.add_option("--run-seconds", run_seconds, "stop by itself after this long; 0 runs until a signal")
+      ->check(CLI::NonNegativeNumber);
+  CLI11_PARSE(app, argc, argv);
+
+  try {
+    server::ServerStore store{std::filesystem::path(data)};
+
+    std::ofstream log_stream;
+    if (!log_file.empty()) {
+      const std::filesystem::path path = std::filesystem::path(data) / log_file;  // absolute stays absolute
+      log_stream.open(path, std::ios::app);
+      if (!log_stream) throw std::runtime_error("Cannot open the log file " + path.string());
+    }
+    server::CallLog log(log_file.empty() ? std::cerr : log_stream);
+
+    server::FunctionTable functions;
+    for (auto& [name, function] : server::Catalogue(store)) functions.Register(name, log.Wrap(name, function));
+
+    server::ServerOptions options;
+    options.Port = port;
+    server::RpcServer rpc(options, std::move(functions));
+    rpc.SetFaultPlan([](const server::SeenRequest& seen) {
+      server::CallLog::SetCurrentSession(seen.Id);
+      return server::Fault{};
+    });
+
+    std::signal(SIGTERM, OnStopSignal);
+    std::signal(SIGINT, OnStopSignal);
+    const int listening = rpc.Start();
+    std::cout << "listening on " << bind << ":" << listening << std::endl;
+    log.Write("started on " + bind + ":" + std::to_string(listening) + " with " + store.FileName().string());
+
+    const auto deadline = std::chrono::steady_clock::now() + std::chrono::seconds(run_seconds);
+    while (stop_signal.load() == 0 && (run_seconds == 0 || std::chrono::steady_clock::now() < deadline)) {
+      std::this_thread::sleep_for(kWatchInterval);
+      // The HTTP side keeps every request it saw for tests; a long run must not.
+      rpc.ClearSeen();
+    }
+    rpc.Stop();
+    const int signal = stop_signal.load();
+    log.Write(signal != 0 ? "stopped by signal " + std::to_string(signal) : "stopped after " + std::to_string(run_seconds) + " s");
+    return 0;
+  } catch (const std::exception& e) {
+    std::cerr << "quillorn-server: " << e.what() << std::endl;
+    return 1;
+  }
+}
