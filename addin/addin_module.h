@@ -1,0 +1,155 @@
+// TAddInModule: the one object a host talks to, from load to unload. It finds the
+// folders, learns the host's version, fits the command surface to it, owns the
+// data module and the timers, and at shutdown releases this session's cache rows.
+// It holds every per-instance value itself: no globals, so two live side by side.
+#pragma once
+
+#include <cstdint>
+#include <exception>
+#include <functional>
+#include <memory>
+#include <optional>
+#include <string>
+#include <vector>
+
+#include "addin/command_surface.h"
+#include "addin/host.h"
+#include "addin/pane_manager.h"
+#include "foundation/context.h"
+#include "platform/main_loop.h"
+#include "platform/variant.h"
+
+namespace quillorn::data {
+class Tdm;
+}
+
+namespace quillorn::addin {
+
+inline constexpr char kAddInName[] = "Quillorn";
+inline constexpr char kAddInDescription[] = "Integral part of the Quillorn Document Management System";
+
+// Virtual-key code of the space bar; with Ctrl and Shift it turns tracing on.
+inline constexpr std::uint16_t kVkSpace = 0x20;
+
+class TAddInModule {
+ public:
+  // Routines other parts of the add-in provide; the module calls them at the
+  // moments its lifecycle gives. Unset ones are skipped (see the accessors below).
+  struct Hooks {
+    // Waits for remote calls still running before the session's rows go.
+    std::function<void()> DoWaitForCompletion;
+    std::function<void()> HideQuillornPane;
+    // Document tracking: treat this document as just opened or activated.
+    std::function<void(const platform::Variant& doc)> DocumentChangedEvent;
+  };
+
+  // `host`'s loop, prompts and services must outlive the module.
+  explicit TAddInModule(AddInHost host);
+  ~TAddInModule();
+  TAddInModule(const TAddInModule&) = delete;
+  TAddInModule& operator=(const TAddInModule&) = delete;
+
+  void SetHooks(Hooks hooks) { hooks_ = std::move(hooks); }
+
+  // ---- The host's callbacks, in the order of a session. As the framework does,
+  // an exception out of any of them goes to AddInModuleError and no further.
+  void AddInModuleCreate();
+  void AddInModuleAddInInitialize();
+  void AddInModuleAddInStartupComplete();
+  void AddInModuleAddInBeginShutdown();
+  void AddInModuleAddInFinalize();
+  void AddInModuleDestroy();
+  // May come at any time. Reports the exception as handled.
+  void AddInModuleError(const std::exception* E, bool& handled);
+  void AddInModuleKeyDown(std::uint16_t key, bool ctrl, bool shift, bool alt);
+
+  // The data module's reachable event.
+  void OnServerReachable(bool isReachable);
+
+  // ---- State other parts of the add-in set while they work on documents.
+  bool mInternalClose = false;    // the add-in closes a document itself: before-close passes
+  bool mDonePrinting = false;
+  bool mInPrint = false;
+  bool mPrintControlled = false;
+  bool mInternalSave = false;     // the add-in saves itself: before-save passes
+
+  // ---- What a host, a simulator or a test may read.
+  HostType GetHostType() const noexcept { return host_.Type; }
+  const AddInHost& GetHost() const noexcept { return host_; }
+  std::int32_t sessionID() const noexcept { return sessionID_; }
+  std::int32_t FinalizedSessionID() const noexcept { return finalizedSessionID_; }
+  bool mIsCloudPlatform() const noexcept { return isCloudPlatform_; }
+  const std::string& mAppName() const noexcept { return appName_; }
+  int OfficeVersion() const noexcept { return officeVersion_; }
+  bool TraceEnabled() const noexcept { return context_->TraceEnabled; }
+  const std::string& AppDir() const noexcept { return context_->AppDir; }
+  const std::string& AppDataDir() const noexcept { return context_->AppDataDir; }
+  const std::string& CacheDir() const noexcept { return cacheDir_; }
+  std::vector<HostType> SupportedHosts() const { return supportedHosts_; }
+  // The fields the crash reporter adds to its reports: "module" and "ver".
+  const std::vector<std::pair<std::string, std::string>>& CrashReportFields() const { return crashFields_; }
+  foundation::LogContext& Context() noexcept { return *context_; }
+
+  // The data module from initialisation on; null before.
+  data::Tdm* dm() noexcept { return dm_.get(); }
+  // The server's state as the data module knows it; nullopt before there is one.
+  std::optional<bool> ServerReachable() const;
+
+  // This host's pane manager; null in Publisher, which has no pane.
+  PaneManager* Panes() noexcept { return panes_; }
+  // Caption of pane instance 0; nullopt while no pane item exists.
+  std::optional<std::string> PaneCaption() const;
+
+  CommandSurface& Surface() noexcept { return surface_; }
+
+  // ---- The seven timers, all on the host's main loop.
+  platform::Timer StartupTimer;      // Excel and Publisher: the document active at start
+  platform::Timer ShutdownTimer;     // quit the host outside its events
+  platform::Timer BringToFrontTimer;
+  platform::Timer Timer1;            // hide the Excel pane after the current event
+  platform::Timer PrintJobPoll;
+  platform::Timer PrintDelay;
+  platform::Timer UploadCheckTimer;
+
+  void StartupTimerTimer();
+
+  // Documents the start-up timer handed on while no DocumentChangedEvent hook is
+  // set: document tracking is not built into the module yet, so they are kept here.
+  const std::vector<platform::Variant>& DocumentChangedEventNotBuilt() const noexcept {
+    return documentChangedNotBuilt_;
+  }
+
+ private:
+  // Runs a handler as the framework does: with this instance's context current
+  // and any exception routed to AddInModuleError.
+  void Guarded(const std::function<void()>& handler);
+  void DoCreate();
+  void DoInitialize();
+  void DoStartupComplete();
+  void DoBeginShutdown();
+  void DoDestroy();
+  void DoStartupTimer();
+  void AdaptToHostVersion();
+  std::string ReadHostVersion();
+
+  AddInHost host_;
+  Hooks hooks_;
+  std::unique_ptr<foundation::LogContext> ownContext_;
+  foundation::LogContext* context_;
+  std::unique_ptr<InMemoryPaneManager> ownPanes_;
+  PaneManager* panes_ = nullptr;
+  CommandSurface surface_;
+  std::unique_ptr<data::Tdm> dm_;
+
+  std::int32_t finalizedSessionID_ = 0;
+  std::int32_t sessionID_ = 0;
+  bool isCloudPlatform_ = false;
+  std::string appName_;
+  int officeVersion_ = 0;
+  std::string cacheDir_;
+  std::vector<HostType> supportedHosts_;
+  std::vector<std::pair<std::string, std::string>> crashFields_;
+  std::vector<platform::Variant> documentChangedNotBuilt_;
+};
+
+}  // namespace quillorn::addin
