@@ -1,0 +1,135 @@
+// Tdm, the data module of one add-in instance: the settings, the connection, the
+// cache and its table objects under their usual names, with the one-statement
+// helpers. A thin facade: each concern lives in its own unit. Holds no globals, so
+// that two instances (a Word and an Excel add-in) can share one process and cache.
+#pragma once
+
+#include <functional>
+#include <string>
+#include <vector>
+
+#include "data/cache_store.h"
+#include "data/connection.h"
+#include "data/settings.h"
+#include "data/table.h"
+#include "foundation/context.h"
+#include "platform/main_loop.h"
+#include "platform/system_services.h"
+
+namespace quillorn::data {
+
+// The add-in instance's folders, each ending in a path delimiter.
+struct TdmFolders {
+  std::string AppDir;
+  std::string AppDataDir;
+  std::string CacheDir;
+};
+
+class Tdm final : private ConnectionOwner {
+ public:
+  // Runs DataModuleCreate. Raises when quillorn.ini holds a bad port range; the
+  // cache is not opened and no call goes out here. Loop, System and Context must
+  // outlive the module.
+  Tdm(TdmFolders Folders, bool IsCloudPlatform, platform::MainLoop& Loop, platform::SystemServices& System,
+      foundation::LogContext& Context);
+  // Runs DataModuleDestroy: the temp files go.
+  ~Tdm() override;
+  Tdm(const Tdm&) = delete;
+  Tdm& operator=(const Tdm&) = delete;
+
+  const TdmFolders& Folders() const { return folders_; }
+
+  // Settings.
+  bool loadSetting(std::string_view Section, std::string_view Key, std::string& Value,
+                   std::string_view Default) const {
+    return Settings.loadSetting(Section, Key, Value, Default);
+  }
+  bool loadUserSetting(std::string_view Section, std::string_view Key, std::string& Value,
+                       std::string_view Default) const {
+    return Settings.loadUserSetting(Section, Key, Value, Default);
+  }
+  void InitConnectionSettings() { Settings.InitConnectionSettings(); }
+  std::string CurrentServerAddress() const { return Settings.CurrentServerAddress(); }
+  int CurrentServerTimeout() const { return Settings.CurrentServerTimeout(); }
+
+  // Connection.
+  bool ConnectToServer(bool Blocking) { return Connection.ConnectToServer(Blocking); }
+  void SetIsServerReachable(bool Value) { Connection.SetIsServerReachable(Value); }
+  bool mIsServerReachable() const { return Connection.mIsServerReachable; }
+  // Told of every SetIsServerReachable, not only of changes; the add-in module
+  // sets it just after creating the module.
+  std::function<void(Tdm& Sender, bool Reachable)> FReachableEvent;
+
+  // Cache.
+  void LoadFromCache(Table& Table) { Cache.LoadFromCache(Table); }
+  void CreateCacheDB() { Cache.CreateCacheDB(); }
+  void ClearOldCache();
+  Variant cacheLookup(const std::string& SQL) { return Cache.cacheLookup(SQL); }
+  bool cacheExecSQL(const std::string& SQL) { return Cache.cacheExecSQL(SQL); }
+  Variant memLookup(const std::string& SQL) { return Cache.memLookup(SQL); }
+  bool memExecSQL(const std::string& SQL) { return Cache.memExecSQL(SQL); }
+  static std::string MyVarToStrDef(const Variant& Value, const std::string& Default) {
+    return data::MyVarToStrDef(Value, Default);
+  }
+  static std::string SqlSafeString(const std::string& S) { return data::SqlSafeString(S); }
+
+  // Sends what waited while offline. Does nothing while no server answers.
+  void CommitCache() override;
+
+  // Called by the add-in module when it goes: after this the owner frees the module.
+  void ShutDown();
+
+  // The fetches that a return to online asked for, in order ("OpenDocFields",
+  // "OpenUsers", ...), while the fetch routines themselves are still to come.
+  const std::vector<std::string>& RequestedFetches() const { return requestedFetches_; }
+
+  // The parts, under the names the rest of the data layer uses.
+  TdmSettings Settings;
+  CacheStore Cache;
+  TdmConnection Connection;
+
+  // True once a data set has been read from the server in this online spell;
+  // false means the cache's copy is in use and a return to online fetches it.
+  bool mUsersLive = false;
+  bool mGroupsLive = false;
+  bool mUserGroupLinksLive = false;
+  bool mTemplatesLive = false;
+  bool mCodesLive = false;
+  bool mDocFieldsLive = false;
+  bool mLogoLive = false;
+  int UserID = 0;
+
+  Table tblDoc;
+  Table tblDocFields;
+  Table tblUsers;
+  Table tblCodes;
+  Table tblFiles;
+  Table tblTemplates;
+  Table tblDocPermissions;
+  Table tblWebForm;
+  Table tblPublishedDocs;
+  Table tblLogo;
+  Table tblGroups;
+  Table tblUserGroupLinks;
+  Table tblWebFields;
+  Table tblReviewIntervals;
+
+  // Files extracted from the cache for this session, deleted when the module goes.
+  std::vector<std::string> TempFiles;
+
+ private:
+  void RefetchStaleData() override;
+  void ServerReachable(bool Reachable) override;
+  void RequestFetch(const char* Routine);
+  void DataModuleCreate();
+  void DataModuleDestroy();
+
+  TdmFolders folders_;
+  bool isCloudPlatform_;
+  platform::MainLoop& loop_;
+  platform::SystemServices& system_;
+  foundation::LogContext& context_;
+  std::vector<std::string> requestedFetches_;
+};
+
+}  // namespace quillorn::data
