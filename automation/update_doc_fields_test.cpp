@@ -1,0 +1,129 @@
+#include <gtest/gtest.h>
+
+#include <memory>
+#include <string>
+#include <vector>
+
+#include "automation/document_fields.h"
+#include "automation/log_capture_for_test.h"
+#include "hostsim/hosts.h"
+
+namespace quillorn::automation {
+namespace {
+
+using hostsim::FieldModel;
+using hostsim::HostKind;
+
+FieldModel DocProperty(const std::string& name) { return FieldModel{85, "DOCPROPERTY \"" + name + "\"", "stale", 0}; }
+FieldModel PageNumber() { return FieldModel{33, "PAGE", "7", 0}; }
+
+// A Word document with three sections. Primary headers exist in sections 1 and
+// 3 only, so the chain must jump a section; a text box in the third header holds
+// a property field; the body holds a page field beside a property field.
+struct WordDoc {
+  std::shared_ptr<hostsim::SimHost> host = hostsim::CreateHost(HostKind::Word);
+  Variant app{host->Application()};
+  Variant doc;
+  hostsim::DocumentModel* model;
+
+  WordDoc() {
+    doc = app.Get("Documents").Call("Add");
+    model = host->Active().get();
+    model->custom_properties.push_back({"cmsRevision", 4, "5", false});
+    for (int i = 0; i < 2; ++i) model->sections.push_back(std::make_shared<hostsim::SectionModel>());
+    model->main_story.fields = {DocProperty("cmsRevision"), PageNumber()};
+    auto& h1 = model->sections[0]->headers[0];
+    h1.created = true;
+    h1.story.fields = {DocProperty("cmsRevision")};
+    auto& h3 = model->sections[2]->headers[0];
+    h3.created = true;
+    auto box = std::make_shared<hostsim::ShapeModel>();
+    box->name = "Text Box 1";
+    box->text = "Rev";
+    box->fields = {DocProperty("cmsRevision"), PageNumber()};
+    h3.story.shapes.push_back(box);
+    auto empty_box = std::make_shared<hostsim::ShapeModel>();
+    empty_box->text = "";
+    empty_box->fields = {DocProperty("cmsRevision")};
+    h3.story.shapes.push_back(empty_box);
+    model->tables_of_contents.resize(2);
+  }
+};
+
+TEST(UpdateDocFieldsTest, ReachesEveryStoryAndHeaderTextBox) {
+  testing::LogCapture log(true);
+  WordDoc w;
+  UpdateDocFields(HostType::ohaWord, w.doc);
+  auto& m = *w.model;
+  struct Expect {
+    const char* what;
+    const FieldModel& field;
+    int updates;
+    const char* result;
+  };
+  const std::vector<Expect> expected = {
+      {"body property", m.main_story.fields[0], 1, "5"},
+      {"body page number", m.main_story.fields[1], 0, "7"},
+      {"first section header", m.sections[0]->headers[0].story.fields[0], 1, "5"},
+      {"text box in third header", m.sections[2]->headers[0].story.shapes[0]->fields[0], 1, "5"},
+      {"page number in text box", m.sections[2]->headers[0].story.shapes[0]->fields[1], 0, "7"},
+      {"text box without text", m.sections[2]->headers[0].story.shapes[1]->fields[0], 0, "stale"},
+  };
+  for (const auto& e : expected) {
+    EXPECT_EQ(e.field.updates, e.updates) << e.what;
+    EXPECT_EQ(e.field.result, e.result) << e.what;
+  }
+  EXPECT_EQ(m.tables_of_contents[0].updates, 1);
+  EXPECT_EQ(m.tables_of_contents[1].updates, 1);
+
+  std::vector<std::string> traces = {"...\tUpdateDocFields (Begin)", "...\tStoryRangeType: 1",
+                                     "...\t...range.Fields.Count: 2", "...\t...field 1 type: 85",
+                                     "...\t...field 2 type: 33"};
+  const std::string missing = "The requested member of the collection does not exist.\tin UpdateDocFields StoryRangeType:";
+  for (int t = 2; t <= 6; ++t) traces.push_back(missing + std::to_string(t));
+  for (const char* s : {"...\tStoryRangeType: 7", "...\t...range.Fields.Count: 1", "...\t...field 1 type: 85",
+                        "...\tStoryRangeType: 7", "...\t...range.Fields.Count: 0"}) {
+    traces.push_back(s);
+  }
+  for (int t = 8; t <= 17; ++t) traces.push_back(missing + std::to_string(t));
+  traces.push_back("...\tUpdateDocFields (Done)");
+  EXPECT_EQ(log.Traces(), traces);
+}
+
+TEST(UpdateDocFieldsTest, OtherHostsAndFailuresOnlyTrace) {
+  struct Case {
+    const char* what;
+    HostType host;
+    bool kill_host;
+    std::vector<std::string> first_traces;
+    std::size_t trace_count;
+  };
+  const std::vector<Case> cases = {
+      {"Excel: Begin and nothing else", HostType::ohaExcel, false, {"...\tUpdateDocFields (Begin)"}, 1},
+      {"PowerPoint: Begin and nothing else", HostType::ohaPowerPoint, false, {"...\tUpdateDocFields (Begin)"}, 1},
+      {"a dead Word: every story type traced, then Done", HostType::ohaWord, true,
+       {"...\tUpdateDocFields (Begin)",
+        "The object invoked has disconnected from its clients.\tin UpdateDocFields StoryRangeType:1"},
+       19},
+  };
+  for (const auto& c : cases) {
+    SCOPED_TRACE(c.what);
+    testing::LogCapture log(true);
+    WordDoc w;
+    if (c.kill_host) w.host->Quit();
+    UpdateDocFields(c.host, w.doc);
+    auto traces = log.Traces();
+    ASSERT_EQ(traces.size(), c.trace_count);
+    for (std::size_t i = 0; i < c.first_traces.size(); ++i) EXPECT_EQ(traces[i], c.first_traces[i]);
+    if (c.kill_host) {
+      EXPECT_EQ(traces.back(), "...\tUpdateDocFields (Done)");
+    }
+    EXPECT_FALSE(std::filesystem::exists(log.Folder().Path() / foundation::kExceptFileName));
+    if (!c.kill_host) {
+      EXPECT_EQ(w.model->main_story.fields[0].updates, 0);
+    }
+  }
+}
+
+}  // namespace
+}  // namespace quillorn::automation
