@@ -1,0 +1,33 @@
+// The error frame of the automation routines: a block whose failure goes to
+// the exception log under the routine's text, or one whose failure is expected
+// and swallowed. Nothing leaves either, so host events never see a host error.
+#pragma once
+
+#include <exception>
+#include <string_view>
+
+#include "foundation/log.h"
+
+namespace quillorn::automation {
+
+template <typename F>
+void Guarded(std::string_view msg, F&& body) noexcept {
+  try {
+    body();
+  } catch (const std::exception& e) {
+    foundation::LogException(e, msg);
+  } catch (...) {
+    foundation::LogException(nullptr, msg);
+  }
+}
+
+// For the absent shape, the absent story, the unprotected document.
+template <typename F>
+void Quietly(F&& body) noexcept {
+  try {
+    body();
+  } catch (...) {
+  }
+}
+
+}  // namespace quillorn::automation
