@@ -228,7 +228,8 @@ transport::TRpcValue CellValue(const StoreCell& cell, TRpcFieldTypes type, const
       return MakeValue<TRpcCurrencyValue>(std::llround(value * static_cast<double>(kCurrencyScale)));
     }
     case TRpcFieldTypes::ft_Blob:
-      return MakeValue<TRpcByteStream>(CellText(cell));
+      // A blob field's values travel as byte strings; the client writes their bytes into its blob field.
+      return MakeValue<TRpcStringValue>(CellText(cell));
     default:
       return TextValue(CellText(cell));
   }
