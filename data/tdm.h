@@ -61,13 +61,32 @@ class Tdm final : private ConnectionOwner {
   std::function<void(Tdm& Sender, bool Reachable)> FReachableEvent;
 
   // Cache.
-  void LoadFromCache(Table& Table) { Cache.LoadFromCache(Table); }
-  void CreateCacheDB() { Cache.CreateCacheDB(); }
+  // Each runs in this instance's context, so that its traces land in its own log.
+  void LoadFromCache(Table& Table) {
+    foundation::ContextScope scope(context_);
+    Cache.LoadFromCache(Table);
+  }
+  void CreateCacheDB() {
+    foundation::ContextScope scope(context_);
+    Cache.CreateCacheDB();
+  }
   void ClearOldCache();
-  Variant cacheLookup(const std::string& SQL) { return Cache.cacheLookup(SQL); }
-  bool cacheExecSQL(const std::string& SQL) { return Cache.cacheExecSQL(SQL); }
-  Variant memLookup(const std::string& SQL) { return Cache.memLookup(SQL); }
-  bool memExecSQL(const std::string& SQL) { return Cache.memExecSQL(SQL); }
+  Variant cacheLookup(const std::string& SQL) {
+    foundation::ContextScope scope(context_);
+    return Cache.cacheLookup(SQL);
+  }
+  bool cacheExecSQL(const std::string& SQL) {
+    foundation::ContextScope scope(context_);
+    return Cache.cacheExecSQL(SQL);
+  }
+  Variant memLookup(const std::string& SQL) {
+    foundation::ContextScope scope(context_);
+    return Cache.memLookup(SQL);
+  }
+  bool memExecSQL(const std::string& SQL) {
+    foundation::ContextScope scope(context_);
+    return Cache.memExecSQL(SQL);
+  }
   static std::string MyVarToStrDef(const Variant& Value, const std::string& Default) {
     return data::MyVarToStrDef(Value, Default);
   }
