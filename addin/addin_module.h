@@ -50,6 +50,8 @@ class TAddInModule {
   TAddInModule& operator=(const TAddInModule&) = delete;
 
   void SetHooks(Hooks hooks) { hooks_ = std::move(hooks); }
+  // Each part plugs in its own routine without touching the others'.
+  Hooks& GetHooks() noexcept { return hooks_; }
 
   // ---- The host's callbacks, in the order of a session. As the framework does,
   // an exception out of any of them goes to AddInModuleError and no further.

@@ -89,22 +89,5 @@ TEST(BackstageAdaptation, EveryRowForEachGeneration) {
   }
 }
 
-TEST(BackstageAdaptation, SecondRunChangesNothing) {
-  for (int year : {2010, 2016}) {
-    CommandSurface once, twice;
-    AdaptBackstage(once, year);
-    AdaptBackstage(twice, year);
-    AdaptBackstage(twice, year);
-    for (auto path : {std::initializer_list<int>{0}, {2}, {2, 0}, {2, 0, 0}, {2, 0, 0, 2}, {3}, {3, 0}, {4}}) {
-      const Control& a = once.At("BackstageView", path);
-      const Control& b = twice.At("BackstageView", path);
-      EXPECT_EQ(a.idMso, b.idMso);
-      EXPECT_EQ(a.imageMso, b.imageMso);
-      EXPECT_EQ(a.insertBeforeIdMso, b.insertBeforeIdMso);
-      EXPECT_EQ(a.imageIndex, b.imageIndex);
-    }
-  }
-}
-
 }  // namespace
 }  // namespace quillorn::addin
