@@ -48,7 +48,6 @@ Tdm::Tdm(TdmFolders Folders, bool IsCloudPlatform, platform::MainLoop& Loop, pla
       tblReviewIntervals(Cache.MEMORY(), "ReviewIntervals", "", "tblReviewIntervals"),
       folders_(std::move(Folders)),
       isCloudPlatform_(IsCloudPlatform),
-      loop_(Loop),
       system_(System),
       context_(Context) {
   tblTemplates.AfterEdit = MarkTemplateCurrent;

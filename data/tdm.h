@@ -145,7 +145,6 @@ class Tdm final : private ConnectionOwner {
 
   TdmFolders folders_;
   bool isCloudPlatform_;
-  platform::MainLoop& loop_;
   platform::SystemServices& system_;
   foundation::LogContext& context_;
   std::vector<std::string> requestedFetches_;
