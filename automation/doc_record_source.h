@@ -58,8 +58,9 @@ class TemplateSource {
   virtual ~TemplateSource() = default;
   // A local copy of the template as a file, the empty text when there is none.
   virtual std::string GetTemplateFile(std::int32_t template_id) = 0;
-  // Whether the template's content is in the cache already.
-  virtual bool TemplateInCache(std::int32_t template_id) = 0;
+  // cacheLookup: one statement on the cache, its first field of the first row,
+  // Null when there is no row.
+  virtual Variant CacheLookup(const std::string& sql) = 0;
   virtual bool IsServerReachable() const = 0;
   virtual void SetDocTemplateID(std::int32_t template_id) = 0;
   // getCodeVal as above, for the template settings.

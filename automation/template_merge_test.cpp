@@ -1,0 +1,216 @@
+#include "automation/template_merge.h"
+
+#include <gtest/gtest.h>
+
+#include <filesystem>
+#include <functional>
+#include <memory>
+#include <string>
+#include <vector>
+
+#include "automation/fault_injection_for_test.h"
+#include "automation/log_capture_for_test.h"
+#include "hostsim/doc_file.h"
+#include "hostsim/hosts.h"
+
+namespace quillorn::automation {
+namespace {
+
+namespace fs = std::filesystem;
+using hostsim::DocumentModel;
+using hostsim::HostKind;
+using hostsim::SectionModel;
+using testing::Fault;
+using testing::FaultyObject;
+using I = std::int32_t;
+
+// Section n of a template: text "Tn primary" and so on, top margin 10 * n.
+std::shared_ptr<DocumentModel> TemplateModel(int sections, bool first_page) {
+  auto t = hostsim::NewDocumentModel(HostKind::Word);
+  t->sections.clear();
+  for (int n = 1; n <= sections; ++n) {
+    auto s = std::make_shared<SectionModel>();
+    const std::string tag = "T" + std::to_string(n);
+    s->headers[0].story.text = tag + " primary header\r";
+    s->footers[0].story.text = tag + " primary footer\r";
+    s->headers[1].story.text = tag + " first header\r";
+    s->footers[1].story.text = tag + " first footer\r";
+    for (auto* hf : {&s->headers[0], &s->footers[0], &s->headers[1], &s->footers[1]}) hf->created = true;
+    s->page_setup.different_first_page = first_page;
+    s->page_setup.top_margin = 10.0 * n;
+    s->page_setup.left_margin = 11.0 * n;
+    s->page_setup.bottom_margin = 12.0 * n;
+    s->page_setup.right_margin = 13.0 * n;
+    s->page_setup.header_distance = 14.0 * n;
+    s->page_setup.footer_distance = 15.0 * n;
+    t->sections.push_back(s);
+  }
+  return t;
+}
+
+// The document: `sections` sections whose first-page headers read "own first"
+// and whose later sections are linked to the previous one.
+struct WordPair {
+  std::shared_ptr<hostsim::SimHost> host = hostsim::CreateHost(HostKind::Word);
+  Variant app{host->Application()};
+  Variant doc;
+  Variant tmpl;
+  DocumentModel* d;
+
+  WordPair(int doc_sections, const std::shared_ptr<DocumentModel>& template_model, const fs::path& folder) {
+    doc = app.Get("Documents").Call("Add");
+    d = host->Active().get();
+    d->sections.clear();
+    for (int n = 1; n <= doc_sections; ++n) {
+      auto s = std::make_shared<SectionModel>();
+      s->headers[1].story.text = "own first\r";
+      s->headers[1].created = true;
+      s->page_setup.different_first_page = true;
+      if (n > 1) {
+        for (auto& h : s->headers) h.link_to_previous = true;
+        for (auto& f : s->footers) f.link_to_previous = true;
+      }
+      d->sections.push_back(s);
+    }
+    const std::string file = (folder / "template.docx").string();
+    hostsim::SaveDocumentFile(*template_model, file);
+    tmpl = app.Get("Documents").Call("Open", {Variant(file)});
+  }
+  SectionModel& Section(int n) { return *d->sections[static_cast<std::size_t>(n - 1)]; }
+};
+
+TEST(ApplyTemplateHeaderFooterTest, SectionsHeadersFootersAndMargins) {
+  struct Case {
+    const char* what;
+    int template_sections;
+    bool template_first_page;
+    int doc_sections;
+    bool keep_format, header, footer;
+    // per document section: template section it took (0: none), first-page switch after
+    std::vector<int> took;
+    bool first_page_after;
+    std::function<void(WordPair&)> check;
+  };
+  const std::vector<Case> cases = {
+      {"one template section feeds three", 1, true, 3, false, true, true, {1, 1, 1}, true, nullptr},
+      {"only the first of three template sections", 3, true, 1, false, true, true, {1}, true, nullptr},
+      {"two and two", 2, true, 2, false, true, true, {1, 2}, true, nullptr},
+      {"headers off: own first-page text stays, its layout goes", 1, true, 2, false, false, true, {1, 1}, false,
+       [](WordPair& w) {
+         for (int n : {1, 2}) {
+           EXPECT_EQ(w.Section(n).headers[1].story.text, "own first\r");
+           EXPECT_EQ(w.Section(n).headers[0].story.text, "\r");
+           EXPECT_EQ(w.Section(n).footers[0].story.text, "T1 primary footer\r");
+           EXPECT_EQ(w.Section(n).footers[1].story.text, "T1 first footer\r");
+         }
+       }},
+      {"template without a first page: layout off, primaries carried", 1, false, 2, false, true, true, {1, 1}, false,
+       [](WordPair& w) {
+         EXPECT_EQ(w.Section(2).headers[0].story.text, "T1 primary header\r");
+         EXPECT_EQ(w.Section(2).headers[1].story.text, "own first\r");
+         EXPECT_EQ(w.Section(2).footers[1].story.text, "\r");
+       }},
+      {"footers only still switch the first page off", 1, true, 1, false, false, true, {1}, false,
+       [](WordPair& w) { EXPECT_EQ(w.Section(1).footers[0].story.text, "T1 primary footer\r"); }},
+      {"kept page format", 1, true, 2, true, true, true, {1, 1}, true,
+       [](WordPair& w) {
+         for (int n : {1, 2}) {
+           EXPECT_EQ(w.Section(n).page_setup.top_margin, 72);
+           EXPECT_EQ(w.Section(n).page_setup.footer_distance, 36);
+         }
+       }},
+  };
+  for (const auto& c : cases) {
+    SCOPED_TRACE(c.what);
+    testing::LogCapture log;
+    WordPair w(c.doc_sections, TemplateModel(c.template_sections, c.template_first_page), log.Folder().Path());
+    ApplyTemplateHeaderFooter(w.doc, w.tmpl, c.keep_format, c.header, c.footer);
+    for (int n = 1; n <= c.doc_sections; ++n) {
+      SCOPED_TRACE("section " + std::to_string(n));
+      const std::string tag = "T" + std::to_string(c.took[static_cast<std::size_t>(n - 1)]);
+      SectionModel& s = w.Section(n);
+      EXPECT_EQ(s.page_setup.different_first_page, c.first_page_after);
+      if (c.header && c.template_first_page) {
+        EXPECT_EQ(s.headers[1].story.text, tag + " first header\r");
+        EXPECT_FALSE(s.headers[1].link_to_previous);
+      }
+      if (c.header) {
+        EXPECT_EQ(s.headers[0].story.text, tag + " primary header\r");
+        EXPECT_FALSE(s.headers[0].link_to_previous);
+      }
+      if (c.footer && c.template_first_page) {
+        EXPECT_EQ(s.footers[1].story.text, tag + " first footer\r");
+      }
+      if (c.footer) {
+        EXPECT_EQ(s.footers[0].story.text, tag + " primary footer\r");
+      }
+      if (!c.keep_format) {
+        const int k = std::stoi(tag.substr(1));
+        const auto& p = s.page_setup;
+        EXPECT_EQ(std::vector<double>({p.top_margin, p.left_margin, p.bottom_margin, p.right_margin,
+                                       p.header_distance, p.footer_distance}),
+                  std::vector<double>({10.0 * k, 11.0 * k, 12.0 * k, 13.0 * k, 14.0 * k, 15.0 * k}));
+        EXPECT_EQ(p.page_height, 792);
+      }
+    }
+    if (c.check) c.check(w);
+    EXPECT_TRUE(log.Exceptions().empty());
+  }
+}
+
+TEST(ApplyTemplateHeaderFooterTest, EachBlockLogsItsStep) {
+  const std::string busy = "Call was rejected by callee.";
+  const std::string proc = "\"proc: ApplyTemplateHeaderFooter\"";
+  struct Case {
+    const char* what;
+    Fault fault;
+    std::vector<std::string> logged;
+    std::function<void(WordPair&)> check;
+  };
+  const std::vector<Case> cases = {
+      {"first-page header copy", {"Duplicate", Fault::On::Get, 0, 1},
+       {"wdHeaderFooterFirstPage=> Headers.Item(wdHeaderFooterFirstPage).Range.Copy with " + busy + " " + proc},
+       [](WordPair& w) {
+         EXPECT_EQ(w.Section(1).headers[1].story.text, "own first\r");
+         EXPECT_EQ(w.Section(1).headers[0].story.text, "T1 primary header\r");
+       }},
+      {"first-page header paste", {"FormattedText", Fault::On::Put, 0, 1},
+       {"wdHeaderFooterFirstPage=> Headers.Item(wdHeaderFooterFirstPage).Range.PasteAndFormat(wdFormatOriginalFormatting) with " +
+        busy + " " + proc},
+       nullptr},
+      {"first-page header delete", {"Delete", Fault::On::Any, 0, 1},
+       {"wdHeaderFooterFirstPage=> Range.Characters.Delete with " + busy + " " + proc}, nullptr},
+      {"link to previous has no step text", {"LinkToPrevious", Fault::On::Put, 0, 1}, {" with " + busy + " " + proc},
+       nullptr},
+      {"primary header delete", {"Delete", Fault::On::Any, 1, 1},
+       {"wdHeaderFooterPrimary=> Range.Characters.Delete with " + busy + " " + proc}, nullptr},
+      {"first-page footer copy names the header", {"Duplicate", Fault::On::Get, 2, 1},
+       {"wdHeaderFooterFirstPage=> Headers.Item(wdHeaderFooterFirstPage).Range.Copy with " + busy + " " + proc},
+       [](WordPair& w) { EXPECT_EQ(w.Section(1).footers[1].story.text, "\r"); }},
+      {"first-page footer delete keeps the paste text", {"Delete", Fault::On::Any, 2, 1},
+       {"wdHeaderFooterFirstPage=> Footers.Item(wdHeaderFooterFirstPage).Range.PasteAndFormat(wdFormatOriginalFormatting) with " +
+        busy + " " + proc},
+       nullptr},
+      {"primary footer: the bare routine", {"Delete", Fault::On::Any, 3, 1}, {proc}, nullptr},
+      {"margins: the bare routine", {"LeftMargin", Fault::On::Put, 0, 1}, {proc},
+       [](WordPair& w) {
+         EXPECT_EQ(w.Section(1).page_setup.top_margin, 10);
+         EXPECT_EQ(w.Section(1).page_setup.left_margin, 72);
+         EXPECT_EQ(w.Section(2).page_setup.left_margin, 11);
+       }},
+      {"section count: silent", {"Count", Fault::On::Get, 0, -1}, {},
+       [](WordPair& w) { EXPECT_EQ(w.Section(1).headers[0].story.text, "\r"); }},
+  };
+  for (const auto& c : cases) {
+    SCOPED_TRACE(c.what);
+    testing::LogCapture log;
+    WordPair w(2, TemplateModel(1, true), log.Folder().Path());
+    auto fault = std::make_shared<Fault>(c.fault);
+    ApplyTemplateHeaderFooter(FaultyObject::Wrap(w.doc, fault), FaultyObject::Wrap(w.tmpl, fault), false, true, true);
+    EXPECT_EQ(log.ExceptionTexts(), c.logged);
+    if (c.check) c.check(w);
+  }
+}
+
+}  // namespace
+}  // namespace quillorn::automation
