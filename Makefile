@@ -3,6 +3,7 @@
 #   make demo      the main job on embedded defaults
 #   make bench     build and run the benchmarks
 #   make windows   cross-compile for 64-bit Windows with MinGW-w64
+#   make windows-test  run the Windows checks of that build under Wine
 #   make fuzz      run the decoder's fuzz target (FUZZ_SECONDS, default 60)
 
 BUILD        ?= build
@@ -14,7 +15,7 @@ JOBS         ?= $(shell nproc)
 FUZZ_SECONDS ?= 60
 CMAKE_GEN    := -G Ninja
 
-.PHONY: all deps test build demo bench windows fuzz clean format
+.PHONY: all deps test build demo bench windows windows-test fuzz clean format
 
 all: build
 
@@ -42,6 +43,10 @@ windows:
 	  -DCMAKE_TOOLCHAIN_FILE=cmake/mingw-w64-x86_64.cmake -DQUILLORN_PORTABLE_ONLY=ON \
 	  -DQUILLORN_WIN_SOURCES=$(abspath $(BUILD_WIN))/third_party -DQUILLORN_WERROR=ON
 	cmake --build $(BUILD_WIN) -j $(JOBS)
+
+windows-test: windows
+	@scripts/install-deps.sh wine
+	win/tests/run-under-wine.sh $(BUILD_WIN)
 
 fuzz:
 	@scripts/install-deps.sh linux fuzz

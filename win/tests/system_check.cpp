@@ -1,0 +1,263 @@
+// The system as the client sees it on Windows: folders, environment, user, file
+// operations, registered messages between real windows, message boxes answered
+// by a hook as a user would answer them, and what foundation reads from Windows.
+#include <windows.h>
+
+#undef CreateWindow
+#undef FindWindow
+#undef CopyFile
+#undef DeleteFile
+#undef GetEnvironmentVariable
+
+#include <filesystem>
+#include <fstream>
+#include <string>
+#include <vector>
+
+#include "foundation/datetime.h"
+#include "foundation/version.h"
+#include "platform/system_services.h"
+#include "platform/win32/platform_readers.h"
+#include "platform/win32/wide_text.h"
+#include "platform/win32/windows_main_loop.h"
+#include "platform/win32/windows_prompts.h"
+#include "platform/window_messages.h"
+#include "win/tests/check.h"
+
+using namespace quillorn::platform;
+
+namespace {
+
+std::string Env(const wchar_t* name) {
+  wchar_t buffer[1024] = {};
+  const DWORD n = ::GetEnvironmentVariableW(name, buffer, 1024);
+  return n > 0 && n < 1024 ? Utf8FromUtf16(buffer) : std::string();
+}
+
+bool EndsWith(const std::string& text, const std::string& tail) {
+  return text.size() >= tail.size() && text.compare(text.size() - tail.size(), tail.size(), tail) == 0;
+}
+
+CHECK_CASE(SystemServicesAnswerFromWindows) {
+  auto services = CreateSystemServices();
+  CHECK(EndsWith(services->ModulePath(), "\\platform_win32_check.exe"));
+  CHECK_EQ(services->ExecutableName(), std::string("platform_win32_check.exe"));
+  CHECK_EQ(services->ProcessId(), static_cast<std::uint32_t>(::GetCurrentProcessId()));
+  CHECK_EQ(services->LocalAppDataFolder(), Env(L"LOCALAPPDATA"));
+  CHECK(!services->LocalAppDataFolder().empty() && services->LocalAppDataFolder().back() != '\\');
+  CHECK(!services->DocumentsFolder().empty());
+  const std::string temp = services->TempFolder();
+  CHECK(!temp.empty() && temp.back() == '\\');
+  CHECK_EQ(services->UserName(), Env(L"USERNAME"));
+  const std::uint32_t before = ::GetTickCount();
+  const std::uint32_t tick = services->TickCount();
+  CHECK(tick - before < 1000);
+
+  // Names without regard to case, values in full Unicode; unset reads as "".
+  ::SetEnvironmentVariableW(L"clientname", L"QuillMist \u00C5");
+  CHECK_EQ(services->GetEnvironmentVariable("CLIENTNAME"), std::string("QuillMist \xC3\x85"));
+  ::SetEnvironmentVariableW(L"clientname", nullptr);
+  CHECK_EQ(services->GetEnvironmentVariable("clientname"), std::string());
+  const std::string long_value(5000, 'x');  // beyond the first buffer
+  ::SetEnvironmentVariableW(L"QUILLORN_LONG", Utf16FromUtf8(long_value).c_str());
+  CHECK_EQ(services->GetEnvironmentVariable("quillorn_long"), long_value);
+}
+
+CHECK_CASE(FileOperationsFollowCopyFileW) {
+  auto services = CreateSystemServices();
+  const std::string folder = services->TempFolder() + "quillorn check \xC3\xA9t\xC3\xA9\\";
+  std::filesystem::remove_all(std::filesystem::path(Utf16FromUtf8(folder)));
+  std::filesystem::create_directories(std::filesystem::path(Utf16FromUtf8(folder)));
+  const std::string source = folder + "source.docx";
+  const std::string target = folder + "target.docx";
+  {
+    std::ofstream out(std::filesystem::path(Utf16FromUtf8(source)), std::ios::binary);
+    out << "content";
+  }
+  struct Row {
+    const char* what;
+    std::string from, to;
+    bool fail_if_exists;
+    bool expected;
+  };
+  const Row rows[] = {
+      {"new target", source, target, true, true},
+      {"existing target, fail if exists", source, target, true, false},
+      {"existing target, overwrite", source, target, false, true},
+      {"missing source", folder + "none.docx", target, false, false},
+      {"folder as source", folder, target, false, false},
+  };
+  for (const Row& row : rows) CHECK_EQ_NOTE(services->CopyFile(row.from, row.to, row.fail_if_exists), row.expected, row.what);
+  CHECK(services->FileExists(target));
+  CHECK(!services->FileExists(folder));
+  CHECK(services->DeleteFile(target));
+  CHECK(!services->DeleteFile(target));
+  CHECK(!services->FileExists(target));
+  std::filesystem::remove_all(std::filesystem::path(Utf16FromUtf8(folder)));
+}
+
+CHECK_CASE(RegisteredMessagesReachRealWindows) {
+  WindowsMainLoop loop;
+  auto messages = CreateWindowMessages();
+  const std::uint32_t refresh = messages->RegisterMessage("cmsRefreshDocs");
+  CHECK(refresh >= kFirstRegisteredMessage && refresh <= 0xFFFF);
+  CHECK_EQ(messages->RegisterMessage("CMSREFRESHDOCS"), refresh);  // one number per name, any case
+  CHECK(messages->RegisterMessage("cmsDocIsOpen") != refresh);
+
+  std::vector<WindowMessage> received;
+  auto got = loop.CreateEvent();
+  auto window = messages->CreateWindow("TQuillornMsgWindow", "Quillorn messages", loop, [&](const WindowMessage& m) {
+    received.push_back(m);
+    if (received.size() == 2) got->Set();
+  });
+  CHECK(window->Handle() != 0);
+  CHECK_EQ(messages->FindWindow("tquillornmsgwindow", "Quillorn messages"), window->Handle());
+  CHECK_EQ(messages->FindWindow("TQuillornMsgWindow", ""), window->Handle());
+  CHECK_EQ(messages->FindWindow("TQuillornMsgWindow", "another title"), WindowHandle{0});
+
+  CHECK(messages->Post(window->Handle(), refresh, 7, -9));
+  CHECK(messages->Broadcast(refresh, 1234, 5678));
+  CHECK(received.empty());  // posted, not sent: nothing runs on the sender's stack
+  CHECK(loop.Wait(*got, 5000) == MainLoop::WaitResult::Signaled);
+  CHECK(received.size() == 2);
+  if (received.size() == 2) {
+    CHECK_EQ(received[0].msg, refresh);
+    CHECK_EQ(received[0].wparam, 7u);
+    CHECK_EQ(received[0].lparam, -9);
+    CHECK_EQ(received[1].wparam, 1234u);
+    CHECK_EQ(received[1].lparam, 5678);
+  }
+
+  const WindowHandle gone = window->Handle();
+  window.reset();
+  CHECK_EQ(messages->FindWindow("TQuillornMsgWindow", "Quillorn messages"), WindowHandle{0});
+  CHECK(!messages->Post(gone, refresh, 0, 0));
+}
+
+// Answers the next message box of this thread the way a user would, by the
+// box's own button, after reading its caption and text.
+struct BoxAnswer {
+  int button = IDOK;
+  std::wstring caption;
+  std::wstring text;
+  bool seen = false;
+};
+BoxAnswer* gAnswer = nullptr;
+HHOOK gHook = nullptr;
+
+// Reads the box once its dialog has set itself up (inside its own modal loop),
+// then presses the button.
+void CALLBACK ReadAndPress(HWND, UINT, UINT_PTR timer, DWORD) {
+  ::KillTimer(nullptr, timer);
+  HWND box = ::GetActiveWindow();
+  if (gAnswer == nullptr || gAnswer->seen || box == nullptr) return;
+  wchar_t text[512] = {};
+  ::GetWindowTextW(box, text, 512);
+  gAnswer->caption = text;
+  // The message is the box's static control with text (the icon's has none).
+  ::EnumChildWindows(
+      box,
+      [](HWND child, LPARAM) -> BOOL {
+        wchar_t kind[32] = {}, body[512] = {};
+        ::GetClassNameW(child, kind, 32);
+        if (::lstrcmpiW(kind, L"Static") == 0 && ::GetWindowTextW(child, body, 512) > 0) gAnswer->text = body;
+        return TRUE;
+      },
+      0);
+  gAnswer->seen = true;
+  ::PostMessageW(box, WM_COMMAND, MAKEWPARAM(gAnswer->button, BN_CLICKED), 0);
+}
+
+LRESULT CALLBACK AnswerHook(int code, WPARAM wparam, LPARAM lparam) {
+  if (code == HCBT_ACTIVATE && gAnswer != nullptr && !gAnswer->seen) ::SetTimer(nullptr, 0, 1, &ReadAndPress);
+  return ::CallNextHookEx(gHook, code, wparam, lparam);
+}
+
+CHECK_CASE(MessageBoxesShowAndAnswer) {
+  struct Row {
+    MessageKind kind;
+    Buttons buttons;
+    UINT style;
+    int press;
+    ModalResult expected;
+    const wchar_t* caption;
+  };
+  const Row rows[] = {
+      {MessageKind::Warning, Buttons::OK, MB_ICONWARNING | MB_OK, IDOK, ModalResult::mrOk, L"Warning"},
+      {MessageKind::Error, Buttons::OKCancel, MB_ICONERROR | MB_OKCANCEL, IDCANCEL, ModalResult::mrCancel, L"Error"},
+      {MessageKind::Information, Buttons::OK, MB_ICONINFORMATION | MB_OK, IDOK, ModalResult::mrOk, L"Information"},
+      {MessageKind::Confirmation, Buttons::YesNo, MB_ICONQUESTION | MB_YESNO, IDNO, ModalResult::mrNo, L"Confirm"},
+      {MessageKind::Confirmation, Buttons::YesNoCancel, MB_ICONQUESTION | MB_YESNOCANCEL, IDYES, ModalResult::mrYes,
+       L"Confirm"},
+      {MessageKind::Warning, Buttons::AbortRetryIgnore, MB_ICONWARNING | MB_ABORTRETRYIGNORE, IDIGNORE,
+       ModalResult::mrIgnore, L"Warning"},
+      {MessageKind::Error, Buttons::RetryCancel, MB_ICONERROR | MB_RETRYCANCEL, IDRETRY, ModalResult::mrRetry, L"Error"},
+  };
+  WindowsPrompts prompts;
+  gHook = ::SetWindowsHookExW(WH_CBT, &AnswerHook, nullptr, ::GetCurrentThreadId());
+  CHECK(gHook != nullptr);
+  for (const Row& row : rows) {
+    const UINT style = MessageBoxStyle(row.kind, row.buttons);
+    CHECK_EQ(style & (MB_ICONMASK | MB_TYPEMASK), row.style);
+    CHECK((style & MB_TASKMODAL) != 0);
+    BoxAnswer answer;
+    answer.button = row.press;
+    gAnswer = &answer;
+    const ModalResult result = prompts.MessageDlg("\"Save As\" is disabled for Quillorn documents! \xE2\x82\xAC", row.kind,
+                                                  row.buttons);
+    gAnswer = nullptr;
+    CHECK(answer.seen);
+    CHECK(result == row.expected);
+    CHECK(answer.caption == row.caption);
+    CHECK_EQ_NOTE(answer.text == L"\"Save As\" is disabled for Quillorn documents! \u20AC", true, Utf8FromUtf16(answer.text));
+  }
+  ::UnhookWindowsHookEx(gHook);
+  prompts.MessageBeep(MB_ICONWARNING);  // no sound card under test: must just return
+}
+
+CHECK_CASE(VersionComesFromTheVersionResource) {
+  InstallPlatformReaders();
+  // This program carries the build's version resource; foundation reads it.
+  CHECK_EQ(quillorn::foundation::GetVersionString(""), std::string(QUILLORN_VERSION_TEXT));
+  auto services = CreateSystemServices();
+  CHECK_EQ(quillorn::foundation::GetVersionString(services->ModulePath()), std::string(QUILLORN_VERSION_TEXT));
+  // A file without a version resource leaves 0.0.0.0.
+  CHECK_EQ(quillorn::foundation::GetVersionString(services->TempFolder() + "no such file.dll"), std::string("0.0.0.0"));
+}
+
+CHECK_CASE(LocaleFormatsBecomeOurLetters) {
+  struct Row {
+    const wchar_t* picture;
+    const char* expected;
+  };
+  const Row dates[] = {
+      {L"dd/MM/yyyy", "dd/mm/yyyy"},
+      {L"M/d/yy", "m/d/yy"},
+      {L"d. MMMM yyyy", "d. mmmm yyyy"},
+      {L"dddd, d MMM y", "dddd, d mmm yy"},
+      {L"gg yyyy'\u5E74'M'\u6708'd'\u65E5'", " yyyy\xE5\xB9\xB4m\xE6\x9C\x88" "d\xE6\x97\xA5"},
+      {L"yyyy-MM-dd 'week'", "yyyy-mm-dd\" week\""},
+  };
+  const Row times[] = {
+      {L"HH:mm:ss", "hh:nn:ss"},
+      {L"h:mm:ss tt", "h:nn:ss ampm"},
+      {L"tt hh:mm", "ampm hh:nn"},
+      {L"H 'h' mm", "h\" h \"nn"},
+      {L"'o''clock' h", "\"o'clock \"h"},
+  };
+  for (const Row& row : dates) {
+    CHECK_EQ_NOTE(FormatFromDatePicture(row.picture), std::string(row.expected), Utf8FromUtf16(row.picture));
+  }
+  for (const Row& row : times) {
+    CHECK_EQ_NOTE(FormatFromTimePicture(row.picture), std::string(row.expected), Utf8FromUtf16(row.picture));
+  }
+
+  quillorn::foundation::FormatSettings settings;
+  CHECK(ReadLocaleFormatSettings(settings));
+  for (const auto& name : settings.LongMonthNames) CHECK(!name.empty());
+  CHECK(!settings.LongDayNames[0].empty());
+  CHECK(settings.ShortDateFormat.find("yy") != std::string::npos);
+  CHECK(settings.LongTimeFormat.find("nn") != std::string::npos);
+}
+
+}  // namespace
