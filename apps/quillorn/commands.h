@@ -6,6 +6,7 @@
 namespace quillorn::apps {
 
 void RegisterSimCommands(CLI::App& app);   // sim ...
+void RegisterSimRunCommand(CLI::App& sim);  // sim run (called by RegisterSimCommands)
 void RegisterWireCommands(CLI::App& app);  // wire decode|encode|crypt
 void RegisterRpcCommand(CLI::App& app);    // rpc
 void RegisterWireCryptCommand(CLI::App& wire);  // wire crypt (called by RegisterWireCommands)

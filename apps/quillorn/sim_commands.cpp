@@ -127,6 +127,7 @@ void RegisterSimCommands(CLI::App& app) {
   open->add_option("FILE", opts->file, "document file; a missing file is created empty")->required();
   open->add_option("--host", opts->host, "word, excel, powerpoint or publisher (default: by the file's extension)");
   open->callback([opts] { RunOpen(*opts); });
+  RegisterSimRunCommand(*sim);
 }
 
 }  // namespace quillorn::apps

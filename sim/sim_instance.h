@@ -1,0 +1,105 @@
+// One simulated host process: the host application, the add-in instance loaded
+// into it, and what a process of its own would give that instance (its log
+// context, its view of the main loop, its system services). Drives the add-in
+// only through the callbacks a host makes; never reaches into its state except
+// to read what a user could see or a test must check.
+#pragma once
+
+#include <cstdint>
+#include <functional>
+#include <map>
+#include <memory>
+#include <optional>
+#include <string>
+
+#include "foundation/context.h"
+#include "hostsim/host.h"
+#include "hostsim/model.h"
+#include "platform/clock.h"
+#include "platform/main_loop.h"
+#include "sim/instance_loop.h"
+#include "sim/log_watch.h"
+#include "sim/sim_system_services.h"
+
+namespace quillorn::addin {
+class TAddInModule;
+}
+namespace quillorn::data {
+class Tdm;
+}
+
+namespace quillorn::sim {
+
+class SimInstance {
+ public:
+  struct Setup {
+    std::string name;  // how the scenario calls it: "word", "excel2"
+    hostsim::HostKind kind;
+    std::string version;  // the host's Application.Version
+    std::string home;     // the user's folder, without a trailing delimiter
+    std::map<std::string, std::string, std::less<>> environment;
+    std::uint32_t process_id;
+  };
+
+  // `shared`, `clock` and `logs` must outlive the instance.
+  SimInstance(Setup setup, platform::MainLoop& shared, const platform::Clock& clock, LogWatch& logs);
+  ~SimInstance();
+  SimInstance(const SimInstance&) = delete;
+  SimInstance& operator=(const SimInstance&) = delete;
+
+  const std::string& Name() const { return setup_.name; }
+  hostsim::HostKind Kind() const { return setup_.kind; }
+  hostsim::SimHost& Host() { return *host_; }
+  InstanceLoop& Loop() { return loop_; }
+  foundation::LogContext& Context() { return context_; }
+
+  // The host's callbacks in the order of a session: create, initialise,
+  // start-up complete; and at the end begin shutdown, finalize, destroy, after
+  // which the host quits.
+  void Load();
+  void Unload();
+  bool Loaded() const;
+
+  // The loaded module and its data module; each raises when there is none.
+  addin::TAddInModule& Module();
+  data::Tdm& DataModule();
+
+  // A key stroke in the host's window, as the framework hands it to the add-in.
+  void KeyDown(std::uint16_t key, bool ctrl, bool shift, bool alt);
+
+  // Stand-ins for what document tracking does with a managed document, until it
+  // is built: the non-blocking "youthere", and the pane shown as the host's
+  // pane manager shows it (an item made on first need). ShowPane is false for a
+  // host without a pane (Publisher).
+  void Ping();
+  bool ShowPane();
+
+  // A statement through the add-in's own connection to the shared cache, opened
+  // as the add-in opens it; false when the cache refused it (the add-in logs why).
+  bool CacheExecSQL(const std::string& sql);
+
+  // Remote calls of the add-in queued or on the wire.
+  bool Busy() const;
+  // Pumps the shared loop until none is left; false when the time ran out.
+  bool WaitForCalls(int seconds);
+
+  // What the add-in shows or holds; empty when it has no such thing. Whether
+  // the server is reachable is empty until the add-in first learnt it.
+  std::int32_t SessionId() const;
+  int OfficeVersion() const;
+  bool TraceEnabled() const { return context_.TraceEnabled; }
+  std::optional<bool> ServerReachable() const;
+  std::optional<std::string> PaneCaption() const;
+
+ private:
+  struct AddIn;
+
+  Setup setup_;
+  foundation::LogContext context_;
+  InstanceLoop loop_;
+  SimSystemServices services_;
+  std::shared_ptr<hostsim::SimHost> host_;
+  std::unique_ptr<AddIn> addin_;
+};
+
+}  // namespace quillorn::sim
