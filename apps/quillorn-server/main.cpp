@@ -66,6 +66,8 @@ int main(int argc, char** argv) {
     server::ServerOptions options;
     options.Port = port;
     server::RpcServer rpc(options, std::move(functions));
+    // The request plan runs on the request's own thread just before its calls:
+    // the one place where the log can learn whose session they serve.
     rpc.SetFaultPlan([](const server::SeenRequest& seen) {
       server::CallLog::SetCurrentSession(seen.Id);
       return server::Fault{};

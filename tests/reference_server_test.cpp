@@ -1,0 +1,289 @@
+// The reference server's catalogue through the client module on 127.0.0.1,
+// in-process and as the quillorn-server program.
+#include <gtest/gtest.h>
+
+#include <chrono>
+#include <cstdlib>
+#include <filesystem>
+#include <fstream>
+#include <iterator>
+#include <string>
+#include <thread>
+#include <vector>
+
+#include "foundation/datetime.h"
+#include "platform/queue_main_loop.h"
+#include "server/catalogue.h"
+#include "server/function_table.h"
+#include "server/rpc_server.h"
+#include "server/store.h"
+#include "transport/rpc_client_module.h"
+#include "transport/rpc_dataset.h"
+#include "transport/rpc_http_client.h"
+
+namespace quillorn {
+namespace {
+
+using transport::TRpcFieldTypes;
+using transport::TRpcValue;
+using transport::TRpcValueTypes;
+
+constexpr int kCallTimeoutSeconds = 10;
+
+struct TempFolder {
+  TempFolder()
+      : path(std::filesystem::temp_directory_path() /
+             ("quillorn-refserver-" + std::to_string(std::chrono::steady_clock::now().time_since_epoch().count()))) {
+    std::filesystem::create_directories(path);
+  }
+  ~TempFolder() {
+    std::error_code ec;
+    std::filesystem::remove_all(path, ec);
+  }
+  std::filesystem::path path;
+};
+
+// The client side as the add-in configures it, pointed at a port.
+struct Client {
+  explicit Client(int port) {
+    http.SetServerAddr("127.0.0.1");
+    http.SetServerPort(std::to_string(port));
+    http.SetTimeouts(5, 15);
+    module.ModuleFileName = "/cms";
+    module.Compression = transport::TRpcCompressLevel::cMax;
+    module.EncryptionKey = 8;
+    module.SecureKey = "K7r@vQ2x";
+    module.AutoSessions = true;
+    module.AutoRepost = 2;
+  }
+
+  TRpcValue YouThere() {
+    module.Prepare("youthere");
+    return module.Execute(true, kCallTimeoutSeconds, true);
+  }
+  // As FetchData and lookup send it: the statement as text.
+  TRpcValue Select(const std::string& sql) {
+    module.Prepare("select").SetText("sql", sql);
+    return module.Execute(true, kCallTimeoutSeconds, true);
+  }
+  // As ExecSQL sends it: the statement as a byte string.
+  TRpcValue ExecSql(const std::string& sql) {
+    module.Prepare("execsql").SetString("sql", sql);
+    return module.Execute(true, kCallTimeoutSeconds, true);
+  }
+
+  platform::QueueMainLoop loop;
+  transport::TRpcHttpClient http{loop};
+  transport::TRpcClientModule module{http};
+};
+
+class ReferenceServer : public ::testing::Test {
+ protected:
+  ReferenceServer() : store_(folder_.path), server_({}, Functions(store_)), client_(server_.Start()) {}
+
+  static server::FunctionTable Functions(server::ServerStore& store) {
+    server::FunctionTable table;
+    server::RegisterCatalogue(table, store);
+    return table;
+  }
+
+  void ExpectException(const TRpcValue& reply, std::string_view message) {
+    ASSERT_EQ(reply.ValueType(), TRpcValueTypes::rpc_Exception) << reply.toCode();
+    EXPECT_EQ(reply.AsException().TextForm(), message);
+  }
+
+  std::int64_t Count(const std::string& table) {
+    return store_.Select("SELECT COUNT(*) FROM " + table).Rows.at(0).at(0).integer;
+  }
+
+  TempFolder folder_;
+  server::ServerStore store_;
+  server::RpcServer server_;
+  Client client_;
+};
+
+TEST_F(ReferenceServer, YouThereAnswersTrue) {
+  const TRpcValue reply = client_.YouThere();
+  ASSERT_EQ(reply.ValueType(), TRpcValueTypes::rpc_Boolean);
+  EXPECT_TRUE(reply.AsBoolean());
+}
+
+TEST_F(ReferenceServer, SelectGivesRowsOfEveryCommonTypeWithNullsLeftOut) {
+  ASSERT_TRUE(client_.ExecSql("CREATE TABLE SAMPLES (ID INTEGER PRIMARY KEY, SMALL SMALLINT, BIG BIGINT, "
+                              "NAME VARCHAR(40), NOTES TEXT, FLAG CHAR(1), IS_ON BOOLEAN, AMOUNT DOUBLE PRECISION, "
+                              "PRICE MONEY, MADE DATE, STAMP TIMESTAMP, DATA BLOB, LOOSE)")
+                  .AsBoolean());
+  ASSERT_TRUE(client_.ExecSql("INSERT INTO SAMPLES VALUES (1, -12, 5000000000, 'Quality manual', "
+                              "'line one' || char(13, 10) || 'line \"two\";', 'Y', 1, 2.5, 12.34, '2024-03-07', "
+                              "'2024-03-07 09:05:00.5', X'00FF3B22', 'any'), (2, NULL, NULL, NULL, NULL, NULL, NULL, "
+                              "NULL, NULL, NULL, NULL, NULL, NULL)")
+                  .AsBoolean());
+
+  const TRpcValue reply = client_.Select("SELECT * FROM SAMPLES ORDER BY ID");
+  ASSERT_EQ(reply.ValueType(), TRpcValueTypes::rpc_DataSet) << reply.toCode();
+  const auto& set = reply.AsDataSet();
+  const std::vector<transport::TRpcFieldDef> fields = {
+      {"ID", TRpcFieldTypes::ft_Integer, 0, false},     {"SMALL", TRpcFieldTypes::ft_Smallint, 0, false},
+      {"BIG", TRpcFieldTypes::ft_Largeint, 0, false},   {"NAME", TRpcFieldTypes::ft_String, 40, false},
+      {"NOTES", TRpcFieldTypes::ft_Memo, 0, false},     {"FLAG", TRpcFieldTypes::ft_String, 1, false},
+      {"IS_ON", TRpcFieldTypes::ft_Boolean, 0, false},  {"AMOUNT", TRpcFieldTypes::ft_Float, 0, false},
+      {"PRICE", TRpcFieldTypes::ft_Currency, 0, false}, {"MADE", TRpcFieldTypes::ft_Date, 0, false},
+      {"STAMP", TRpcFieldTypes::ft_DateTime, 0, false}, {"DATA", TRpcFieldTypes::ft_Blob, 0, false},
+      {"LOOSE", TRpcFieldTypes::ft_String, 3, false},
+  };
+  ASSERT_EQ(set.FieldCount(), fields.size());
+  for (std::size_t i = 0; i < fields.size(); ++i) EXPECT_EQ(set.FieldDef(i), fields[i]) << i;
+  ASSERT_EQ(set.RowCount(), 2u);
+
+  const transport::TRpcDataRow& full = *set.Row(0);
+  EXPECT_EQ(full.GetInteger("ID"), 1);
+  EXPECT_EQ(full.GetInteger("SMALL"), -12);
+  EXPECT_EQ(full.GetLargeInt("BIG"), 5000000000LL);
+  EXPECT_EQ(full.GetString("NAME"), "Quality manual");
+  EXPECT_EQ(full.GetString("NOTES"), "line one\r\nline \"two\";");
+  EXPECT_EQ(full.GetString("FLAG"), "Y");
+  EXPECT_TRUE(full.GetBoolean("IS_ON"));
+  EXPECT_EQ(full.GetFloat("AMOUNT"), 2.5);
+  EXPECT_EQ(full.GetCurrency("PRICE"), 123400);
+  EXPECT_EQ(full.GetDateTime("MADE"), foundation::EncodeDate(2024, 3, 7));
+  EXPECT_DOUBLE_EQ(full.GetDateTime("STAMP"), foundation::EncodeDateTime(2024, 3, 7, 9, 5, 0, 500));
+  EXPECT_EQ(full.GetByteStream("DATA"), std::string("\x00\xFF;\"", 4));
+  EXPECT_EQ(full.GetString("LOOSE"), "any");
+  // Each value in its field type's natural value type, as the client's copy expects.
+  for (std::size_t i = 0; i < fields.size(); ++i) {
+    const auto* value = full.Find(fields[i].Name);
+    ASSERT_NE(value, nullptr) << fields[i].Name;
+    EXPECT_EQ(value->ValueType(), transport::NaturalValueType(fields[i].Type)) << fields[i].Name;
+  }
+
+  const transport::TRpcDataRow& empty = *set.Row(1);
+  EXPECT_EQ(empty.Count(), 1u);
+  EXPECT_EQ(empty.GetInteger("ID"), 2);
+  for (std::size_t i = 1; i < fields.size(); ++i) EXPECT_TRUE(empty.GetNull(fields[i].Name)) << fields[i].Name;
+}
+
+TEST_F(ReferenceServer, SelectRefusesWritesWithAnExceptionAndChangesNothing) {
+  store_.Execute("CREATE TABLE CODES (D_TYPE VARCHAR(20), CODE VARCHAR(30), VAL VARCHAR(1024))");
+  store_.Execute("INSERT INTO CODES VALUES ('DOC_FIELD', 'cmsTitle', 'Title')");
+  const std::vector<std::string> writes = {
+      "DELETE FROM CODES",
+      "INSERT INTO CODES VALUES ('A', 'B', 'C')",
+      "UPDATE CODES SET VAL = 'x'",
+      "DROP TABLE CODES",
+  };
+  for (const auto& sql : writes) ExpectException(client_.Select(sql), server::kNotReadOnly);
+  ExpectException(client_.Select("SELECT * FROM CODES; DELETE FROM CODES"), server::kMoreThanOneStatement);
+  EXPECT_EQ(Count("CODES"), 1);
+  // The session goes on after a refusal.
+  const TRpcValue reply = client_.Select("select D_TYPE, CODE, VAL from CODES where D_TYPE<>'TEMPLATE_SETTNG'");
+  ASSERT_EQ(reply.ValueType(), TRpcValueTypes::rpc_DataSet) << reply.toCode();
+  EXPECT_EQ(reply.AsDataSet().RowCount(), 1u);
+}
+
+TEST_F(ReferenceServer, ExecSqlCreatesInsertsAndServesViewsToSelect) {
+  const std::vector<std::string> statements = {
+      "CREATE TABLE CODES (D_TYPE VARCHAR(20), CODE VARCHAR(30), VAL VARCHAR(1024))",
+      "CREATE VIEW GET_DOC_FIELDS AS SELECT CODE, VAL FROM CODES WHERE D_TYPE = 'DOC_FIELD'",
+      "INSERT INTO CODES VALUES ('DOC_FIELD', 'cmsTitle', 'Title')",
+      "INSERT INTO CODES VALUES ('DOC_FIELD', 'cmsAuthor', 'Author'), ('TEMPLATE_SETTNG', 'KEEP_PG_FORMAT:7', 'Y')",
+      "UPDATE CODES SET VAL = 'Document title' WHERE CODE = 'cmsTitle';",
+  };
+  for (const auto& sql : statements) {
+    const TRpcValue reply = client_.ExecSql(sql);
+    ASSERT_EQ(reply.ValueType(), TRpcValueTypes::rpc_Boolean) << sql << ": " << reply.toCode();
+    EXPECT_TRUE(reply.AsBoolean());
+  }
+  const TRpcValue reply = client_.Select("select CODE, VAL from GET_DOC_FIELDS order by CODE");
+  ASSERT_EQ(reply.ValueType(), TRpcValueTypes::rpc_DataSet) << reply.toCode();
+  const auto& set = reply.AsDataSet();
+  ASSERT_EQ(set.RowCount(), 2u);
+  EXPECT_EQ(set.Row(0)->GetString("VAL"), "Author");
+  EXPECT_EQ(set.Row(1)->GetString("VAL"), "Document title");
+}
+
+TEST_F(ReferenceServer, ExecSqlRefusesTwoStatementsAndRunsNeither) {
+  store_.Execute("CREATE TABLE FILES (DOC_ID INTEGER, FILENAME VARCHAR(255))");
+  ExpectException(client_.ExecSql("INSERT INTO FILES VALUES (1, 'a.docx'); INSERT INTO FILES VALUES (2, 'b.docx')"),
+                  server::kMoreThanOneStatement);
+  ExpectException(client_.ExecSql("BEGIN"), server::kNotAllowedInExecSql);
+  ExpectException(client_.ExecSql("INSERT INTO NOWHERE VALUES (1)"), "no such table: NOWHERE");
+  EXPECT_EQ(Count("FILES"), 0);
+  EXPECT_TRUE(client_.ExecSql("INSERT INTO FILES VALUES (1, 'a.docx')").AsBoolean());
+  EXPECT_EQ(Count("FILES"), 1);
+}
+
+// The program, run by the shell in the background; a subshell keeps its exit status.
+std::string ReadAll(const std::filesystem::path& path) {
+  std::ifstream in(path, std::ios::binary);
+  return std::string((std::istreambuf_iterator<char>(in)), std::istreambuf_iterator<char>());
+}
+
+// Polls `path` until `done` holds for its text, for at most `bound`.
+template <typename Done>
+std::string WaitForFile(const std::filesystem::path& path, Done done, std::chrono::seconds bound) {
+  const auto deadline = std::chrono::steady_clock::now() + bound;
+  std::string text = ReadAll(path);
+  while (!done(text) && std::chrono::steady_clock::now() < deadline) {
+    std::this_thread::sleep_for(std::chrono::milliseconds(10));
+    text = ReadAll(path);
+  }
+  return text;
+}
+
+TEST(ReferenceServerProgram, ListensAnswersLogsAndStopsOnSigterm) {
+  TempFolder folder;
+  const auto out = folder.path / "out.txt";
+  const auto err = folder.path / "err.txt";
+  const auto pid = folder.path / "pid";
+  const auto rc = folder.path / "rc";
+  // --run-seconds stops a server that a failed test leaves behind.
+  const std::string command = "( \"" + std::string(QUILLORN_SERVER_APP) + "\" --port 0 --data \"" +
+                              (folder.path / "data").string() + "\" --bind 127.0.0.1 --run-seconds 60 >\"" +
+                              out.string() + "\" 2>\"" + err.string() + "\" & echo $! >\"" + pid.string() +
+                              "\"; wait $!; echo $? >\"" + rc.string() + "\" ) &";
+  ASSERT_EQ(std::system(command.c_str()), 0);
+
+  const std::string line = WaitForFile(
+      out, [](const std::string& text) { return text.find('\n') != std::string::npos; }, std::chrono::seconds(10));
+  const std::string prefix = "listening on 127.0.0.1:";
+  ASSERT_TRUE(line.starts_with(prefix)) << line << ReadAll(err);
+  const int port = std::stoi(line.substr(prefix.size()));
+  ASSERT_GT(port, 0);
+  EXPECT_TRUE(std::filesystem::exists(folder.path / "data" / "server.db"));
+
+  std::string session;
+  {
+    Client client(port);
+    EXPECT_TRUE(client.YouThere().AsBoolean());
+    ASSERT_TRUE(client.ExecSql("CREATE TABLE T (A INTEGER)").AsBoolean());
+    const TRpcValue reply = client.Select("SELECT A FROM T");
+    ASSERT_EQ(reply.ValueType(), TRpcValueTypes::rpc_DataSet) << reply.toCode();
+    EXPECT_EQ(reply.AsDataSet().RowCount(), 0u);
+    session = client.module.SessionId();
+  }
+
+  const std::string kill = "kill -TERM $(cat \"" + pid.string() + "\")";
+  ASSERT_EQ(std::system(kill.c_str()), 0);
+  const auto started = std::chrono::steady_clock::now();
+  const std::string status = WaitForFile(
+      rc, [](const std::string& text) { return text.find('\n') != std::string::npos; }, std::chrono::seconds(10));
+  EXPECT_EQ(status, "0\n");
+  EXPECT_LT(std::chrono::steady_clock::now() - started, std::chrono::seconds(5));
+
+  // Every call on its own line, with the session it came in.
+  const std::string log = ReadAll(err);
+  for (const std::string function : {"youthere", "execsql", "select"}) {
+    EXPECT_NE(log.find('\t' + session + '\t' + function + '\t'), std::string::npos) << function << "\n" << log;
+  }
+  EXPECT_NE(log.find("stopped by signal"), std::string::npos) << log;
+}
+
+TEST(ReferenceServerProgram, RefusesAddressesOtherThanLoopback) {
+  TempFolder folder;
+  const std::string command = "\"" + std::string(QUILLORN_SERVER_APP) + "\" --port 0 --data \"" +
+                              folder.path.string() + "\" --bind 0.0.0.0 >/dev/null 2>&1";
+  EXPECT_NE(std::system(command.c_str()), 0);
+}
+
+}  // namespace
+}  // namespace quillorn
