@@ -84,11 +84,15 @@ class DocumentsObject : public SimObject {
     Prop("Item", [&host, name](Args a) { return Variant(host.Wrap(FindDocument(host, Arg(a, 0), name + ".Item"))); });
     // Open(FileName, ...): Word's ReadOnly is the third argument, Excel's the
     // third too (FileName, UpdateLinks, ReadOnly), PowerPoint's the second.
+    // Word's Visible is the twelfth.
     const std::size_t read_only_at = host.Kind() == HostKind::PowerPoint ? 1 : 2;
+    constexpr std::size_t kWordVisibleAt = 11;
     Method("Open", [&host, read_only_at](Args a) {
       const std::string path = Arg(a, 0).AsString();
       if (path.empty()) RaiseHost("Open needs a file name.");
-      return Variant(host.Wrap(host.Open(path, HasArg(a, read_only_at) && Arg(a, read_only_at).AsBool())));
+      const bool visible =
+          host.Kind() != HostKind::Word || !HasArg(a, kWordVisibleAt) || Arg(a, kWordVisibleAt).AsBool();
+      return Variant(host.Wrap(host.Open(path, HasArg(a, read_only_at) && Arg(a, read_only_at).AsBool(), visible)));
     }, false);
     Method("Add", [&host](Args) { return Variant(host.Wrap(host.Add())); }, false);
   }

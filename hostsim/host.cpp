@@ -50,7 +50,7 @@ void SimHost::SetActive(const std::shared_ptr<DocumentModel>& doc) {
   if (active_) FireActivate(active_);
 }
 
-std::shared_ptr<DocumentModel> SimHost::Open(const std::string& given, bool read_only) {
+std::shared_ptr<DocumentModel> SimHost::Open(const std::string& given, bool read_only, bool visible) {
   // FullName is always a full path, as a host reports it.
   std::error_code ec;
   const std::filesystem::path full = std::filesystem::absolute(given, ec);
@@ -71,7 +71,7 @@ std::shared_ptr<DocumentModel> SimHost::Open(const std::string& given, bool read
   doc->saved = true;
   documents_.push_back(doc);
   FireOpen(doc);
-  SetActive(doc);
+  if (visible) SetActive(doc);
   return doc;
 }
 

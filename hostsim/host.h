@@ -34,8 +34,10 @@ class SimHost : public std::enable_shared_from_this<SimHost> {
 
   // What the user or an automation call does. Each fires the host's events and
   // honours their Cancel: the return value says whether it happened.
-  // Opening a path that does not exist gives a new empty document for it.
-  std::shared_ptr<DocumentModel> Open(const std::string& path, bool read_only = false);
+  // Opening a path that does not exist gives a new empty document for it. A
+  // document opened without a window (`visible` false) fires its open event but
+  // leaves the active document where it was.
+  std::shared_ptr<DocumentModel> Open(const std::string& path, bool read_only = false, bool visible = true);
   std::shared_ptr<DocumentModel> Add();
   bool Save(const std::shared_ptr<DocumentModel>& doc);
   bool SaveAs(const std::shared_ptr<DocumentModel>& doc, const std::string& path);

@@ -192,6 +192,33 @@ TEST(WordHostTest, FormattedTextCopiesAHeaderAndTheLastCharacterDeleteTidiesIt) 
   EXPECT_EQ(f.Header(2, 1).Get("Range").Get("Fields").Get("Count").AsInt(), 1);
 }
 
+TEST(WordHostTest, OpenWithoutWindowLeavesTheActiveDocument) {
+  struct Case {
+    const char* what;
+    Variant visible;  // the twelfth argument; Empty leaves it out
+    bool new_one_active;
+  };
+  const std::vector<Case> cases = {
+      {"Visible false", Variant(false), false},
+      {"Visible true", Variant(true), true},
+      {"Visible left out", Variant(), true},
+  };
+  for (const auto& c : cases) {
+    SCOPED_TRACE(c.what);
+    TempDir dir;
+    WordFixture f;
+    std::vector<Variant> args(12);
+    args[0] = Variant(dir.File("template.dotx"));
+    args[11] = c.visible;
+    Variant opened = f.app.Get("Documents").CallWith("Open", args);
+    EXPECT_EQ(f.app.Get("Documents").Get("Count").AsInt(), 2);
+    const std::string active = f.app.Get("ActiveDocument").Get("FullName").AsString();
+    EXPECT_EQ(active == opened.Get("FullName").AsString(), c.new_one_active);
+    opened.Call("Close", {I{0}});
+    EXPECT_EQ(f.app.Get("ActiveDocument").Get("FullName").AsString(), f.doc.Get("FullName").AsString());
+  }
+}
+
 TEST(WordHostTest, FieldUpdateReadsTheDocumentProperty) {
   WordFixture f;
   f.doc.Get("CustomDocumentProperties").Call("Add", {"cmsRevision", false, I{4}, "3"});
