@@ -1,17 +1,16 @@
+// The decoding half of the codec: every mark is checked and every failure is an
+// ERpcInfo with the format's fixed text.
 #include "transport/codec.h"
 
 #include <algorithm>
 #include <charconv>
-#include <cmath>
 #include <cstring>
 #include <limits>
 
 namespace quillorn::transport {
 namespace {
 
-constexpr std::size_t kChunkSize = 64 * 1024;
 constexpr std::string_view kExceptionDataMark = "\r\n\r\n--=:eRr.dAtA:=--\r\n\r\n";
-constexpr long long kMSecsPerDay = 86400000;
 
 [[noreturn]] void Fail(std::string message) { throw ERpcInfo(std::move(message)); }
 
@@ -19,102 +18,7 @@ std::string AtText(std::string_view cls, std::int64_t at) {
   return std::string(cls) + ".from_Code(" + std::to_string(at) + "): ";
 }
 
-// ---------------------------------------------------------------- encoding
-
-void AppendLong(TRpcHugeString& out, std::string_view code, std::string_view payload) {
-  out.Append(code);
-  out.Append('=');
-  if (!payload.empty()) {
-    out.AppendUnsigned(payload.size());
-    out.Append('"');
-    out.Append(payload);
-    out.Append('"');
-  }
-  out.Append(';');
-}
-
-void AppendShort(TRpcHugeString& out, std::string_view code, std::string_view text) {
-  out.Append(code);
-  out.Append('=');
-  out.Append(text);
-  out.Append(';');
-}
-
-void AppendInteger(TRpcHugeString& out, std::string_view code, std::int64_t value) {
-  out.Append(code);
-  out.Append('=');
-  if (value != 0) out.AppendDecimal(value);  // zero stands as an empty text
-  out.Append(';');
-}
-
-void AppendName(TRpcHugeString& out, std::string_view name) {
-  if (name.empty()) {
-    out.Append("::");
-  } else if (name.find(':') == std::string_view::npos) {
-    out.Append(name);
-    out.Append(':');
-  } else {
-    out.Append(':');
-    out.AppendUnsigned(name.size());
-    out.Append('"');
-    out.Append(name);
-    out.Append("\":");
-  }
-}
-
-void AppendRecordBody(TRpcHugeString& out, const TRpcRecord& record) {
-  out.Append("RE=");
-  out.AppendUnsigned(record.Count());
-  out.Append(';');
-  for (std::size_t i = 0; i < record.Count(); ++i) {
-    const auto& field = record.FieldAt(i);
-    AppendName(out, field.Name);
-    EncodeObject(field.Value.Get(), out);
-  }
-}
-
-std::string WideToBytes(const std::u16string& text) {
-  std::string bytes(text.size() * 2, '\0');
-  for (std::size_t i = 0; i < text.size(); ++i) {
-    bytes[2 * i] = static_cast<char>(text[i] & 0xFF);
-    bytes[2 * i + 1] = static_cast<char>(text[i] >> 8);
-  }
-  return bytes;
-}
-
-template <typename T>
-const typename T::ValueTypeT& ValueOf(const TRpcValueObject& object) {
-  return static_cast<const T&>(object).Value();
-}
-
-void AppendDataSet(TRpcHugeString& out, const TRpcDataSet& set) {
-  out.Append("DS=");
-  out.AppendUnsigned(set.FieldCount());
-  out.Append(';');
-  for (std::size_t i = 0; i < set.FieldCount(); ++i) {
-    const auto& def = set.FieldDef(i);
-    AppendName(out, def.Name);
-    out.Append(FieldTypeCode(def.Type));
-    out.Append(',');
-    out.AppendDecimal(def.Size);  // plain integer text: a zero size is "0"
-    out.Append(',');
-    out.Append(def.Required ? 'T' : 'F');
-    out.Append(';');
-  }
-  out.Append("ROWS=");
-  out.AppendUnsigned(set.RowCount());
-  out.Append(';');
-  for (std::size_t i = 0; i < set.RowCount(); ++i) {
-    const TRpcDataRow* row = set.Row(i);
-    if (row == nullptr) {
-      out.Append("X=;");
-    } else {
-      AppendRecordBody(out, *row);
-    }
-  }
-}
-
-// ---------------------------------------------------------------- decoding
+// ---------------------------------------------------------------- reading
 
 struct Reader {
   std::string_view code;
@@ -122,8 +26,8 @@ struct Reader {
 
   std::int64_t Find(char mark, std::int64_t from) const {
     if (from >= size()) return -1;
-    const auto pos = code.find(mark, static_cast<std::size_t>(from));
-    return pos == std::string_view::npos ? -1 : static_cast<std::int64_t>(pos);
+    const void* hit = std::memchr(code.data() + from, mark, static_cast<std::size_t>(size() - from));
+    return hit == nullptr ? -1 : static_cast<const char*>(hit) - code.data();
   }
   std::string_view Slice(std::int64_t from, std::int64_t to) const {
     return code.substr(static_cast<std::size_t>(from), static_cast<std::size_t>(to - from));
@@ -167,6 +71,26 @@ struct Reader {
     return Slice(quote + 1, quote + 1 + len);
   }
 
+  // The short form's text once its "=" is known to stand at `eq`.
+  std::string_view ShortAfter(std::int64_t eq, std::int64_t& at) const {
+    const std::int64_t end = Find(';', eq + 1);
+    if (end < 0) Fail("END-MARK missing.");
+    at = end + 1;
+    return Slice(eq + 1, end);
+  }
+
+  // The long form's payload once its "=" is known to stand at `eq`.
+  std::string_view LongAfter(std::int64_t eq, std::int64_t& at) const {
+    std::int64_t pos = eq + 1;
+    if (pos < size() && At(pos) == ';') {
+      at = pos + 1;
+      return {};
+    }
+    const std::string_view payload = Counted(pos, ';', "COMMAND END-MARK missing.");
+    at = pos;
+    return payload;
+  }
+
   std::string_view Long(std::int64_t& at, std::string_view expected) const {
     std::int64_t pos = Header(at, expected);
     if (pos < size() && At(pos) == ';') {
@@ -178,11 +102,12 @@ struct Reader {
     return payload;
   }
 
-  std::string Name(std::int64_t& at) const {
+  // A view into the code: the caller copies it where it keeps it.
+  std::string_view Name(std::int64_t& at) const {
     const std::int64_t colon = Find(':', at);
     if (colon < 0) Fail("NAME END-MARK missing.");
     if (colon > at) {
-      std::string name(Slice(at, colon));
+      const std::string_view name = Slice(at, colon);
       at = colon + 1;
       return name;
     }
@@ -191,7 +116,7 @@ struct Reader {
       return {};
     }
     std::int64_t pos = at + 1;
-    std::string name(Counted(pos, ':', "NAME END-MARK missing."));
+    const std::string_view name = Counted(pos, ':', "NAME END-MARK missing.");
     at = pos;
     return name;
   }
@@ -237,60 +162,6 @@ T IntegerText(TRpcValueTypes type, std::string_view text) {
   }
 }
 
-double FloatText(std::string_view text) {
-  if (text.empty()) return 0;
-  const char* first = text.data();
-  const char* last = first + text.size();
-  if (*first == '+') ++first;
-  double value = 0;
-  auto [ptr, ec] = std::from_chars(first, last, value, std::chars_format::general);
-  if (ec != std::errc() || ptr != last || first == last) BadValue(TRpcValueTypes::rpc_Float, text);
-  return value;
-}
-
-std::int64_t CurrencyText(std::string_view text) {
-  if (text.empty()) return 0;
-  std::size_t i = 0;
-  const bool negative = text[0] == '-';
-  if (text[0] == '-' || text[0] == '+') ++i;
-  std::uint64_t whole = 0;
-  std::int64_t frac = 0;
-  int frac_digits = 0;
-  bool round_up = false;
-  bool any_digit = false;
-  for (; i < text.size() && text[i] >= '0' && text[i] <= '9'; ++i) {
-    whole = whole * 10 + static_cast<unsigned>(text[i] - '0');
-    any_digit = true;
-    if (whole > 1000000000000000ULL) BadValue(TRpcValueTypes::rpc_Currency, text);
-  }
-  if (i < text.size() && text[i] == '.') {
-    for (++i; i < text.size() && text[i] >= '0' && text[i] <= '9'; ++i) {
-      any_digit = true;
-      if (frac_digits < 4) {
-        frac = frac * 10 + (text[i] - '0');
-        ++frac_digits;
-      } else if (frac_digits == 4) {
-        round_up = text[i] >= '5';
-        ++frac_digits;
-      }
-    }
-  }
-  if (i != text.size() || !any_digit) {
-    // Scientific notation: through a double, rounded to the fourth decimal.
-    const double value = FloatText(text) * static_cast<double>(kCurrencyScale);
-    if (!std::isfinite(value) || std::fabs(value) >= 9.2e18) BadValue(TRpcValueTypes::rpc_Currency, text);
-    return std::llround(value);
-  }
-  for (int d = std::min(frac_digits, 4); d < 4; ++d) frac *= 10;
-  // whole stays below 1e15, so the scaled value fits 64 unsigned bits.
-  const std::uint64_t scaled = whole * static_cast<std::uint64_t>(kCurrencyScale) +
-                               static_cast<std::uint64_t>(frac) + (round_up ? 1 : 0);
-  const std::uint64_t limit = static_cast<std::uint64_t>(std::numeric_limits<std::int64_t>::max()) + (negative ? 1 : 0);
-  if (scaled > limit) BadValue(TRpcValueTypes::rpc_Currency, text);
-  if (!negative) return static_cast<std::int64_t>(scaled);
-  return scaled == limit ? std::numeric_limits<std::int64_t>::min() : -static_cast<std::int64_t>(scaled);
-}
-
 std::int64_t CountText(std::string_view text, std::string_view cls, std::int64_t at,
                        std::string_view missing) {
   if (text.empty() && missing.empty()) return 0;
@@ -320,14 +191,14 @@ void ReadRecordBody(const Reader& r, std::int64_t& at, int maxDepth, TRpcRecord&
   record.Reserve(static_cast<std::size_t>(std::min<std::int64_t>(count, (r.size() - at) / 5 + 1)));
   std::uint64_t seen = 0;
   for (std::int64_t i = 0; i < count; ++i) {
-    std::string name = r.Name(at);
+    const std::string_view name = r.Name(at);
     TRpcObjectPtr value = ReadAny(r, at, maxDepth - 1);
     // A repeated name sets the field again, keeping its first place. A mask of
     // name hashes spares the search for the common case of all names distinct.
     const std::uint64_t bit = NameBit(name);
     if ((seen & bit) == 0) {
       seen |= bit;
-      record.AppendField(std::move(name), TRpcValue(std::move(value)));
+      record.AppendField(std::string(name), TRpcValue(std::move(value)));
     } else {
       record.Slot(name).Set(std::move(value));
     }
@@ -348,7 +219,7 @@ std::unique_ptr<TRpcDataSet> ReadDataSet(const Reader& r, std::int64_t& at, int 
   auto set = std::make_unique<TRpcDataSet>();
   const std::int64_t fields = CountText(r.Short(at, "DS"), kCls, start, "Field Count missing.");
   for (std::int64_t i = 0; i < fields; ++i) {
-    std::string name = r.Name(at);
+    std::string name(r.Name(at));
     const std::int64_t c1 = r.Find(',', at);
     if (c1 < 0) Fail("MID-MARK missing.");
     const std::string_view type_code = r.Slice(at, c1);
@@ -412,22 +283,42 @@ std::unique_ptr<TRpcExceptionValue> ReadException(const Reader& r, std::int64_t&
   return value;
 }
 
-struct CodeEntry {
-  std::string_view code;
-  TRpcValueTypes type;
-};
-constexpr CodeEntry kCodes[] = {
-    {"X", TRpcValueTypes::rpc_Null},         {"V", TRpcValueTypes::rpc_Variable},
-    {"FC", TRpcValueTypes::rpc_Function},    {"E", TRpcValueTypes::rpc_Exception},
-    {"AR", TRpcValueTypes::rpc_Array},       {"RE", TRpcValueTypes::rpc_Record},
-    {"DS", TRpcValueTypes::rpc_DataSet},     {"T", TRpcValueTypes::rpc_Text},
-    {"S", TRpcValueTypes::rpc_String},       {"W", TRpcValueTypes::rpc_WideString},
-    {"B", TRpcValueTypes::rpc_Boolean},      {"I", TRpcValueTypes::rpc_Integer},
-    {"K", TRpcValueTypes::rpc_Cardinal},     {"L", TRpcValueTypes::rpc_LargeInt},
-    {"F", TRpcValueTypes::rpc_Float},        {"C", TRpcValueTypes::rpc_Currency},
-    {"D", TRpcValueTypes::rpc_DateTime},     {"BS", TRpcValueTypes::rpc_ByteStream},
-    {"O", TRpcValueTypes::rpc_OID},          {"BA", TRpcValueTypes::rpc_ByteArray},
-};
+// The class that the letters before "=" name.
+bool TypeFromLetters(std::string_view letters, TRpcValueTypes& type) noexcept {
+  using VT = TRpcValueTypes;
+  if (letters.size() == 1) {
+    switch (letters[0]) {
+      case 'X': type = VT::rpc_Null; return true;
+      case 'V': type = VT::rpc_Variable; return true;
+      case 'E': type = VT::rpc_Exception; return true;
+      case 'T': type = VT::rpc_Text; return true;
+      case 'S': type = VT::rpc_String; return true;
+      case 'W': type = VT::rpc_WideString; return true;
+      case 'B': type = VT::rpc_Boolean; return true;
+      case 'I': type = VT::rpc_Integer; return true;
+      case 'K': type = VT::rpc_Cardinal; return true;
+      case 'L': type = VT::rpc_LargeInt; return true;
+      case 'F': type = VT::rpc_Float; return true;
+      case 'C': type = VT::rpc_Currency; return true;
+      case 'D': type = VT::rpc_DateTime; return true;
+      case 'O': type = VT::rpc_OID; return true;
+      default: return false;
+    }
+  }
+  if (letters.size() != 2) return false;
+  constexpr struct {
+    char a, b;
+    TRpcValueTypes type;
+  } kPairs[] = {{'F', 'C', VT::rpc_Function}, {'A', 'R', VT::rpc_Array},      {'R', 'E', VT::rpc_Record},
+                {'D', 'S', VT::rpc_DataSet},  {'B', 'S', VT::rpc_ByteStream}, {'B', 'A', VT::rpc_ByteArray}};
+  for (const auto& p : kPairs) {
+    if (letters[0] == p.a && letters[1] == p.b) {
+      type = p.type;
+      return true;
+    }
+  }
+  return false;
+}
 
 template <typename T>
 TRpcObjectPtr Make(typename T::ValueTypeT value) {
@@ -439,25 +330,21 @@ TRpcObjectPtr ReadAny(const Reader& r, std::int64_t& at, int maxDepth) {
   const std::int64_t eq = r.Find('=', at);
   if (eq < 0) Fail("Object type specifier not found.");
   const std::string_view letters = r.Slice(at, eq);
-  const CodeEntry* entry = nullptr;
-  for (const auto& e : kCodes) {
-    if (e.code == letters) {
-      entry = &e;
-      break;
-    }
+  TRpcValueTypes type{};
+  if (!TypeFromLetters(letters, type)) {
+    Fail("Unknown object type specifier at " + std::to_string(at) + ": " + std::string(letters));
   }
-  if (entry == nullptr) Fail("Unknown object type specifier at " + std::to_string(at) + ": " + std::string(letters));
   using VT = TRpcValueTypes;
-  switch (entry->type) {
+  switch (type) {
     case VT::rpc_Null:
-      r.Short(at, "X");
+      r.ShortAfter(eq, at);
       return nullptr;
     case VT::rpc_Variable:
-      return Make<TRpcVariableName>(std::string(r.Long(at, "V")));
+      return Make<TRpcVariableName>(std::string(r.LongAfter(eq, at)));
     case VT::rpc_Function: {
       const std::int64_t start = at;
       CheckDepth(VT::rpc_Function, start, maxDepth);
-      auto call = std::make_unique<TRpcFunctionInfo>(std::string(r.Short(at, "FC")), true);
+      auto call = std::make_unique<TRpcFunctionInfo>(std::string(r.ShortAfter(eq, at)), true);
       ReadRecordBody(r, at, maxDepth, *call);
       return call;
     }
@@ -477,11 +364,11 @@ TRpcObjectPtr ReadAny(const Reader& r, std::int64_t& at, int maxDepth) {
     case VT::rpc_DataSet:
       return ReadDataSet(r, at, maxDepth);
     case VT::rpc_Text:
-      return Make<TRpcTextValue>(std::string(r.Long(at, "T")));
+      return Make<TRpcTextValue>(std::string(r.LongAfter(eq, at)));
     case VT::rpc_String:
-      return Make<TRpcStringValue>(std::string(r.Long(at, "S")));
+      return Make<TRpcStringValue>(std::string(r.LongAfter(eq, at)));
     case VT::rpc_WideString: {
-      const std::string_view bytes = r.Long(at, "W");
+      const std::string_view bytes = r.LongAfter(eq, at);
       if (bytes.size() % 2 != 0) Fail("Odd length of UTF-16 data.");
       std::u16string text(bytes.size() / 2, u'\0');
       for (std::size_t i = 0; i < text.size(); ++i) {
@@ -491,215 +378,34 @@ TRpcObjectPtr ReadAny(const Reader& r, std::int64_t& at, int maxDepth) {
       return Make<TRpcWideStringValue>(std::move(text));
     }
     case VT::rpc_Boolean:
-      return Make<TRpcBooleanValue>(TextToBoolean(r.Short(at, "B")));
+      return Make<TRpcBooleanValue>(TextToBoolean(r.ShortAfter(eq, at)));
     case VT::rpc_Integer:
-      return Make<TRpcIntegerValue>(IntegerText<std::int32_t>(VT::rpc_Integer, r.Short(at, "I")));
+      return Make<TRpcIntegerValue>(IntegerText<std::int32_t>(VT::rpc_Integer, r.ShortAfter(eq, at)));
     case VT::rpc_Cardinal:
-      return Make<TRpcCardinalValue>(IntegerText<std::uint32_t>(VT::rpc_Cardinal, r.Short(at, "K")));
+      return Make<TRpcCardinalValue>(IntegerText<std::uint32_t>(VT::rpc_Cardinal, r.ShortAfter(eq, at)));
     case VT::rpc_LargeInt:
-      return Make<TRpcLargeIntValue>(IntegerText<std::int64_t>(VT::rpc_LargeInt, r.Short(at, "L")));
+      return Make<TRpcLargeIntValue>(IntegerText<std::int64_t>(VT::rpc_LargeInt, r.ShortAfter(eq, at)));
     case VT::rpc_OID:
-      return Make<TRpcOIDValue>(IntegerText<std::int64_t>(VT::rpc_OID, r.Short(at, "O")));
+      return Make<TRpcOIDValue>(IntegerText<std::int64_t>(VT::rpc_OID, r.ShortAfter(eq, at)));
     case VT::rpc_Float:
-      return Make<TRpcFloatValue>(FloatText(r.Short(at, "F")));
+      return Make<TRpcFloatValue>(FloatFromCodeText(r.ShortAfter(eq, at)));
     case VT::rpc_Currency:
-      return Make<TRpcCurrencyValue>(CurrencyText(r.Short(at, "C")));
+      return Make<TRpcCurrencyValue>(CurrencyFromCodeText(r.ShortAfter(eq, at)));
     case VT::rpc_DateTime: {
-      const std::string_view text = r.Short(at, "D");
+      const std::string_view text = r.ShortAfter(eq, at);
       return Make<TRpcDateTimeValue>(text.empty() ? 0.0 : DateTimeFromCodeText(text));
     }
     case VT::rpc_ByteStream:
-      return Make<TRpcByteStream>(std::string(r.Long(at, "BS")));
+      return Make<TRpcByteStream>(std::string(r.LongAfter(eq, at)));
     case VT::rpc_ByteArray:
-      return Make<TRpcByteArray>(std::string(r.Long(at, "BA")));
+      return Make<TRpcByteArray>(std::string(r.LongAfter(eq, at)));
     case VT::rpc_Variant:
       break;
   }
   Fail("Object type specifier not found.");
 }
 
-// Reads 1 to 9 digits.
-bool Digits(std::string_view text, std::size_t& pos, int& out) {
-  const std::size_t start = pos;
-  long value = 0;
-  while (pos < text.size() && pos - start < 9 && text[pos] >= '0' && text[pos] <= '9') {
-    value = value * 10 + (text[pos] - '0');
-    ++pos;
-  }
-  out = static_cast<int>(value);
-  return pos > start && (pos >= text.size() || text[pos] < '0' || text[pos] > '9');
-}
-
 }  // namespace
-
-// ---------------------------------------------------------------- buffer
-
-void TRpcHugeString::Seal() {
-  if (!chunks_.empty()) chunks_.back().size = static_cast<std::size_t>(pos_ - chunks_.back().data.get());
-}
-
-void TRpcHugeString::NewChunk(std::size_t at_least) {
-  Seal();
-  // The first chunk is small, so that a short call costs no big allocation.
-  const std::size_t capacity = std::max(at_least, chunks_.empty() ? std::size_t{256} : kChunkSize);
-  chunks_.push_back(Chunk{std::unique_ptr<char[]>(new char[capacity]), 0});  // not zero-filled
-  pos_ = chunks_.back().data.get();
-  end_ = pos_ + capacity;
-}
-
-void TRpcHugeString::AppendSlow(std::string_view bytes) {
-  const std::size_t room = static_cast<std::size_t>(end_ - pos_);
-  if (room > 0) {
-    std::memcpy(pos_, bytes.data(), room);
-    pos_ += room;
-    bytes.remove_prefix(room);
-  }
-  NewChunk(bytes.size());
-  std::memcpy(pos_, bytes.data(), bytes.size());
-  pos_ += bytes.size();
-}
-
-std::size_t TRpcHugeString::Size() const noexcept {
-  std::size_t total = 0;
-  for (std::size_t i = 0; i + 1 < chunks_.size(); ++i) total += chunks_[i].size;
-  if (!chunks_.empty()) total += static_cast<std::size_t>(pos_ - chunks_.back().data.get());
-  return total;
-}
-
-void TRpcHugeString::AppendDecimal(std::int64_t value) {
-  char buf[24];
-  auto [end, ec] = std::to_chars(buf, buf + sizeof buf, value);
-  Append(std::string_view(buf, static_cast<std::size_t>(end - buf)));
-}
-
-void TRpcHugeString::AppendUnsigned(std::uint64_t value) {
-  char buf[24];
-  auto [end, ec] = std::to_chars(buf, buf + sizeof buf, value);
-  Append(std::string_view(buf, static_cast<std::size_t>(end - buf)));
-}
-
-std::string TRpcHugeString::Join() {
-  Seal();
-  std::string out;
-  std::size_t total = 0;
-  for (const auto& chunk : chunks_) total += chunk.size;
-  out.reserve(total);
-  for (const auto& chunk : chunks_) out.append(chunk.data.get(), chunk.size);
-  chunks_.clear();
-  pos_ = end_ = nullptr;
-  return out;
-}
-
-void TRpcHugeString::JoinInto(std::vector<std::uint8_t>& out) {
-  Seal();
-  for (const auto& chunk : chunks_) {
-    out.insert(out.end(), reinterpret_cast<const std::uint8_t*>(chunk.data.get()),
-               reinterpret_cast<const std::uint8_t*>(chunk.data.get()) + chunk.size);
-  }
-  chunks_.clear();
-  pos_ = end_ = nullptr;
-}
-
-// ---------------------------------------------------------------- public
-
-void EncodeObject(const TRpcValueObject* object, TRpcHugeString& out) {
-  if (object == nullptr) {
-    out.Append("X=;");
-    return;
-  }
-  using VT = TRpcValueTypes;
-  const TRpcValueObject& o = *object;
-  switch (o.ValueType()) {
-    case VT::rpc_Null:
-    case VT::rpc_Variant:
-      out.Append("X=;");
-      return;
-    case VT::rpc_Variable:
-      AppendLong(out, "V", ValueOf<TRpcVariableName>(o));
-      return;
-    case VT::rpc_Function: {
-      const auto& call = static_cast<const TRpcFunctionInfo&>(o);
-      AppendShort(out, "FC", call.Name());
-      AppendRecordBody(out, call);
-      return;
-    }
-    case VT::rpc_Exception: {
-      const auto& e = static_cast<const TRpcExceptionValue&>(o);
-      std::string payload = e.TextForm();
-      if (!e.Data().IsNull()) {
-        payload.append(kExceptionDataMark);
-        payload.append(e.Data().toCode());
-      }
-      AppendLong(out, "E", payload);
-      return;
-    }
-    case VT::rpc_Array: {
-      const auto& array = static_cast<const TRpcArray&>(o);
-      out.Append("AR=");
-      out.AppendUnsigned(array.Count());
-      out.Append(';');
-      for (std::size_t i = 0; i < array.Count(); ++i) EncodeObject(array[i].Get(), out);
-      return;
-    }
-    case VT::rpc_Record:
-      AppendRecordBody(out, static_cast<const TRpcRecord&>(o));
-      return;
-    case VT::rpc_DataSet:
-      AppendDataSet(out, static_cast<const TRpcDataSet&>(o));
-      return;
-    case VT::rpc_Text:
-      AppendLong(out, "T", ValueOf<TRpcTextValue>(o));
-      return;
-    case VT::rpc_String:
-      AppendLong(out, "S", ValueOf<TRpcStringValue>(o));
-      return;
-    case VT::rpc_WideString:
-      AppendLong(out, "W", WideToBytes(ValueOf<TRpcWideStringValue>(o)));
-      return;
-    case VT::rpc_Boolean:
-      out.Append(ValueOf<TRpcBooleanValue>(o) ? std::string_view("B=T;") : std::string_view("B=;"));
-      return;
-    case VT::rpc_Integer:
-      AppendInteger(out, "I", ValueOf<TRpcIntegerValue>(o));
-      return;
-    case VT::rpc_Cardinal:
-      AppendInteger(out, "K", ValueOf<TRpcCardinalValue>(o));
-      return;
-    case VT::rpc_LargeInt:
-      AppendInteger(out, "L", ValueOf<TRpcLargeIntValue>(o));
-      return;
-    case VT::rpc_OID:
-      AppendInteger(out, "O", ValueOf<TRpcOIDValue>(o));
-      return;
-    case VT::rpc_Float: {
-      const double v = ValueOf<TRpcFloatValue>(o);
-      AppendShort(out, "F", v == 0 ? std::string() : FloatToCodeText(v));
-      return;
-    }
-    case VT::rpc_Currency: {
-      const std::int64_t v = ValueOf<TRpcCurrencyValue>(o);
-      AppendShort(out, "C", v == 0 ? std::string() : CurrencyToCodeText(v));
-      return;
-    }
-    case VT::rpc_DateTime: {
-      const double v = ValueOf<TRpcDateTimeValue>(o);
-      AppendShort(out, "D", v == 0 ? std::string() : DateTimeToCodeText(v));
-      return;
-    }
-    case VT::rpc_ByteStream:
-      AppendLong(out, "BS", ValueOf<TRpcByteStream>(o));
-      return;
-    case VT::rpc_ByteArray:
-      AppendLong(out, "BA", ValueOf<TRpcByteArray>(o));
-      return;
-  }
-}
-
-std::string EncodeToCode(const TRpcValueObject* object) {
-  TRpcHugeString out;
-  EncodeObject(object, out);
-  return out.Join();
-}
 
 TRpcObjectPtr DecodeObject(std::string_view code, std::int64_t& at, int maxDepth) {
   const Reader r{code};
@@ -723,129 +429,6 @@ std::vector<TRpcValue> DecodeAll(std::string_view code, int maxDepth) {
   std::int64_t at = 0;
   while (at < static_cast<std::int64_t>(code.size())) values.emplace_back(DecodeObject(code, at, maxDepth));
   return values;
-}
-
-std::string FloatToCodeText(double value) {
-  char buf[64];
-  auto [end, ec] = std::to_chars(buf, buf + sizeof buf, value, std::chars_format::general, 15);
-  std::string text(buf, static_cast<std::size_t>(end - buf));
-  for (char& c : text) {
-    if (c >= 'a' && c <= 'z') c = static_cast<char>(c - 'a' + 'A');
-  }
-  return text;
-}
-
-std::string CurrencyToCodeText(std::int64_t scaled) {
-  const bool negative = scaled < 0;
-  const std::uint64_t magnitude =
-      negative ? static_cast<std::uint64_t>(-(scaled + 1)) + 1 : static_cast<std::uint64_t>(scaled);
-  std::string text = negative ? "-" : "";
-  text += std::to_string(magnitude / kCurrencyScale);
-  std::uint64_t frac = magnitude % kCurrencyScale;
-  if (frac != 0) {
-    char digits[5] = {'0', '0', '0', '0', '\0'};
-    for (int i = 3; i >= 0; --i, frac /= 10) digits[i] = static_cast<char>('0' + frac % 10);
-    std::string_view f(digits, 4);
-    while (f.back() == '0') f.remove_suffix(1);
-    text += '.';
-    text += f;
-  }
-  return text;
-}
-
-std::string DateTimeToCodeText(foundation::TDateTime value) {
-  const double scaled = value * static_cast<double>(kMSecsPerDay);
-  const long long total = std::isfinite(scaled) && std::fabs(scaled) < 9.0e17 ? std::llround(scaled) : 0;
-  const long long days = total / kMSecsPerDay;
-  long long ms = (total < 0 ? -total : total) % kMSecsPerDay;
-  std::string text;
-  if (days != 0) {
-    int y = 0, m = 0, d = 0;
-    foundation::DecodeDate(static_cast<double>(days), y, m, d);
-    text = std::to_string(y) + "-" + std::to_string(m) + "-" + std::to_string(d);
-    if (ms == 0) return text;
-    text += ' ';
-  }
-  const long long z = ms % 1000;
-  ms /= 1000;
-  text += std::to_string(ms / 3600) + ":" + std::to_string(ms / 60 % 60) + ":" + std::to_string(ms % 60) + "." +
-          std::to_string(z);
-  return text;
-}
-
-foundation::TDateTime DateTimeFromCodeText(std::string_view text) {
-  auto invalid = [] { Fail("Invalid DateTime format."); };
-  std::size_t pos = 0;
-  int first = 0;
-  if (!Digits(text, pos, first)) invalid();
-  bool has_date = false;
-  double date = 0;
-  int hour = 0, minute = 0, second = 0, msec = 0;
-  bool has_time = false;
-  if (pos < text.size() && (text[pos] == '-' || text[pos] == '/')) {
-    const char sep = text[pos++];
-    int month = 0, day = 0;
-    if (!Digits(text, pos, month) || pos >= text.size() || text[pos] != sep) invalid();
-    ++pos;
-    if (!Digits(text, pos, day)) invalid();
-    if (!foundation::TryEncodeDate(first, month, day, date)) invalid();
-    has_date = true;
-    if (pos < text.size() && (text[pos] == 'T' || text[pos] == ' ')) {
-      ++pos;
-      if (!Digits(text, pos, hour)) invalid();
-      has_time = true;
-    }
-  } else {
-    hour = first;
-    has_time = true;
-  }
-  if (has_time) {
-    if (pos >= text.size() || text[pos] != ':') invalid();
-    ++pos;
-    if (!Digits(text, pos, minute)) invalid();
-    if (pos < text.size() && text[pos] == ':') {
-      ++pos;
-      if (!Digits(text, pos, second)) invalid();
-      if (pos < text.size() && text[pos] == '.') {
-        ++pos;
-        if (!Digits(text, pos, msec)) invalid();
-      }
-    }
-  }
-  if (pos < text.size() && (text[pos] == '+' || text[pos] == '-')) {
-    // A zone offset is accepted and the value taken as written.
-    ++pos;
-    int oh = 0, om = 0;
-    const std::size_t start = pos;
-    if (!Digits(text, pos, oh)) invalid();
-    if (pos - start == 4) {
-      om = oh % 100;
-      oh /= 100;
-    } else if (pos < text.size() && text[pos] == ':') {
-      ++pos;
-      if (!Digits(text, pos, om)) invalid();
-    }
-    if (oh > 23 || om > 59) invalid();
-  }
-  if (pos != text.size()) invalid();
-  double time = 0;
-  if (!foundation::TryEncodeTime(hour, minute, second, msec, time)) invalid();
-  if (!has_date) return time;
-  return date < 0 ? date - time : date + time;
-}
-
-double FloatFromCodeText(std::string_view text) { return FloatText(text); }
-std::int64_t CurrencyFromCodeText(std::string_view text) { return CurrencyText(text); }
-
-bool TextToBoolean(std::string_view text) noexcept {
-  if (text.empty() || text.size() > 5) return !text.empty();
-  char upper[6] = {};
-  for (std::size_t i = 0; i < text.size(); ++i) {
-    const char c = text[i];
-    upper[i] = c >= 'a' && c <= 'z' ? static_cast<char>(c - 'a' + 'A') : c;
-  }
-  const std::string_view u(upper, text.size());
-  return !(u == "0" || u == "F" || u == "N" || u == "FALSE" || u == "NO");
 }
 
 }  // namespace quillorn::transport

@@ -15,8 +15,9 @@
 
 namespace quillorn::transport {
 
-// A growing buffer of chunks that is joined once, so that large trees are not
-// copied over and over while they are written.
+// The buffer that code is written into: one block that grows geometrically, so
+// that a large tree is copied a bounded number of times while it is written and
+// joining hands the block over without a copy.
 class TRpcHugeString {
  public:
   TRpcHugeString() = default;
@@ -24,40 +25,37 @@ class TRpcHugeString {
   TRpcHugeString& operator=(const TRpcHugeString&) = delete;
 
   void Append(std::string_view bytes) {
-    if (bytes.size() <= static_cast<std::size_t>(end_ - pos_)) {
-      // Short marks and names are the bulk of the calls: no library call for them.
-      if (bytes.size() <= 16) {
-        for (const char c : bytes) *pos_++ = c;
-      } else {
-        std::memcpy(pos_, bytes.data(), bytes.size());
-        pos_ += bytes.size();
-      }
-      return;
+    if (bytes.size() > static_cast<std::size_t>(end_ - pos_)) Grow(bytes.size());
+    // Short marks and names are the bulk of the calls: no library call for them.
+    if (bytes.size() <= 16) {
+      for (const char c : bytes) *pos_++ = c;
+    } else {
+      std::memcpy(pos_, bytes.data(), bytes.size());
+      pos_ += bytes.size();
     }
-    AppendSlow(bytes);
   }
   void Append(char byte) {
-    if (pos_ == end_) NewChunk(1);
+    if (pos_ == end_) Grow(1);
     *pos_++ = byte;
   }
+  // Room for `count` bytes written in place; Commit says where the writing ended.
+  char* Room(std::size_t count) {
+    if (count > static_cast<std::size_t>(end_ - pos_)) Grow(count);
+    return pos_;
+  }
+  void Commit(char* end) noexcept { pos_ = end; }
   void AppendDecimal(std::int64_t value);
   void AppendUnsigned(std::uint64_t value);
-  std::size_t Size() const noexcept;
+  std::size_t Size() const noexcept { return static_cast<std::size_t>(pos_ - buf_.data()); }
   std::string Join();  // leaves the buffer empty
   void JoinInto(std::vector<std::uint8_t>& out);
 
  private:
-  struct Chunk {
-    std::unique_ptr<char[]> data;
-    std::size_t size = 0;
-  };
-  void AppendSlow(std::string_view bytes);
-  void NewChunk(std::size_t at_least);
-  void Seal();
+  void Grow(std::size_t at_least);
 
-  std::vector<Chunk> chunks_;  // the last one is being written
-  char* pos_ = nullptr;
-  char* end_ = nullptr;
+  std::string buf_;  // written up to pos_
+  char* pos_ = buf_.data();
+  char* end_ = buf_.data();
 };
 
 // Writes `object` (nullptr is null, "X=;") behind what `out` holds.
@@ -72,7 +70,12 @@ TRpcObjectPtr DecodeObject(std::string_view code, int maxDepth = kRpcMaxDepth);
 // Reads objects one behind the other until the code is used up.
 std::vector<TRpcValue> DecodeAll(std::string_view code, int maxDepth = kRpcMaxDepth);
 
-// The scalar texts, shared with diagnostics.
+// The scalar texts, shared with diagnostics. The writers put at most
+// kMaxScalarText bytes at `out` and return the end of what they wrote.
+inline constexpr std::size_t kMaxScalarText = 64;
+char* WriteFloatText(char* out, double value);
+char* WriteCurrencyText(char* out, std::int64_t scaled);
+char* WriteDateTimeText(char* out, foundation::TDateTime value);
 std::string FloatToCodeText(double value);          // up to 15 significant digits, "." always
 std::string CurrencyToCodeText(std::int64_t scaled);
 std::string DateTimeToCodeText(foundation::TDateTime value);

@@ -3,6 +3,7 @@
 // one node or none. Nothing here knows about sessions, ciphers or HTTP.
 #pragma once
 
+#include <cstddef>
 #include <cstdint>
 #include <memory>
 #include <stdexcept>
@@ -14,6 +15,7 @@
 
 #include "foundation/datetime.h"
 #include "platform/variant.h"
+#include "transport/rpc_node_pool.h"
 
 namespace quillorn::transport {
 
@@ -74,6 +76,10 @@ class TRpcValueObject {
   virtual TRpcValueTypes ValueType() const noexcept = 0;
   virtual std::unique_ptr<TRpcValueObject> Clone() const = 0;
   virtual bool Equals(const TRpcValueObject& other) const = 0;
+
+  // Nodes come from the node pool: a decoded result holds one per value.
+  static void* operator new(std::size_t size) { return PoolAllocate(size); }
+  static void operator delete(void* block, std::size_t size) noexcept { PoolFree(block, size); }
 
   // Writes this node's code behind what `out` holds.
   void to_Code(TRpcHugeString& out) const;
@@ -297,7 +303,7 @@ class TRpcRecord : public TRpcValueObject {
   platform::Variant GetVariant(std::string_view name) const;
 
  protected:
-  std::vector<Field> fields_;
+  std::vector<Field, TRpcPoolAllocator<Field>> fields_;
 };
 
 // A data set row carries its own names, in the order of the set's fields.
