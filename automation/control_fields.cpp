@@ -32,7 +32,8 @@ std::string UserOrDash(DocRecordSource& dm, std::string_view column, const Contr
   return UserNameInForm(dm, id.AsInt(), formats.user_name_format);
 }
 
-std::string DateOrDash(const DocRecordSource& dm, std::string_view column, const ControlFieldFormats& formats) {
+std::string DateOrDash(const DocRecordSource& dm, std::string_view column,
+                       const ControlFieldFormats& formats) {
   Variant v = dm.DocValue(column);
   if (v.IsEmptyOrNull()) return kNull;
   return FormatDate(v, formats);
@@ -52,11 +53,16 @@ int UserNameFormat(std::string_view text) {
 
 std::string UserNameInForm(DocRecordSource& dm, std::int32_t user_id, int form) {
   switch (form) {
-    case 0: return dm.GetLoginName(user_id);
-    case 1: return dm.GetFullName(user_id);
-    case 2: return dm.GetGivenName(user_id);
-    case 3: return dm.GetSurname(user_id);
-    default: return {};
+    case 0:
+      return dm.GetLoginName(user_id);
+    case 1:
+      return dm.GetFullName(user_id);
+    case 2:
+      return dm.GetGivenName(user_id);
+    case 3:
+      return dm.GetSurname(user_id);
+    default:
+      return {};
   }
 }
 
@@ -79,23 +85,31 @@ ControlFieldFormats ReadControlFieldFormats(const DocRecordSource& dm) {
 
 std::string ControlFieldValue(DocRecordSource& dm, std::size_t index, const ControlFieldFormats& formats) {
   switch (index) {
-    case 0: return UserOrDash(dm, "APPROVED_BY", formats);
-    case 1: return DateOrDash(dm, "APPROVED_DATE", formats);
-    case 2: return UserOrDash(dm, "CREATED_BY", formats);
-    case 3: return dm.DocValue("DOC_NAME").AsString();
-    case 4: return DocumentLocation(dm);
+    case 0:
+      return UserOrDash(dm, "APPROVED_BY", formats);
+    case 1:
+      return DateOrDash(dm, "APPROVED_DATE", formats);
+    case 2:
+      return UserOrDash(dm, "CREATED_BY", formats);
+    case 3:
+      return dm.DocValue("DOC_NAME").AsString();
+    case 4:
+      return DocumentLocation(dm);
     case 5: {
       Variant v = dm.DocValue("DOC_NO_EXT");
       return v.IsEmptyOrNull() ? std::string(kNull) : v.AsString();
     }
-    case 6: return DateOrDash(dm, "NEXT_REVIEW", formats);
-    case 7: return dm.DocValue("VER").AsString();
+    case 6:
+      return DateOrDash(dm, "NEXT_REVIEW", formats);
+    case 7:
+      return dm.DocValue("VER").AsString();
     case 8: {
       // No null test here: an unset revision date shows as day zero, 30/12/1899.
       Variant v = dm.DocValue("VER_DATE");
       return FormatDate(v.IsEmptyOrNull() ? Variant(0.0) : v, formats);
     }
-    default: throw std::out_of_range("control field index " + std::to_string(index));
+    default:
+      throw std::out_of_range("control field index " + std::to_string(index));
   }
 }
 

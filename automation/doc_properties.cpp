@@ -8,7 +8,9 @@
 namespace quillorn::automation {
 namespace {
 
-Variant Text(std::string_view s) { return Variant(std::string(s)); }
+Variant Text(std::string_view s) {
+  return Variant(std::string(s));
+}
 
 }  // namespace
 
@@ -16,17 +18,22 @@ Variant CustomProperty(const Variant& doc, std::string_view name) {
   return doc.Get("CustomDocumentProperties").Get("Item", {Text(name)});
 }
 
-Variant CustomPropertyValue(const Variant& doc, std::string_view name) { return CustomProperty(doc, name).Get("value"); }
+Variant CustomPropertyValue(const Variant& doc, std::string_view name) {
+  return CustomProperty(doc, name).Get("value");
+}
 
 Variant AddCustomProperty(const Variant& doc, std::string_view name, const Variant& value) {
-  return doc.Get("CustomDocumentProperties").Call("Add", {Text(name), Variant(false), Variant(kMsoPropertyTypeString), value});
+  return doc.Get("CustomDocumentProperties")
+      .Call("Add", {Text(name), Variant(false), Variant(kMsoPropertyTypeString), value});
 }
 
 void PutCustomPropertyValue(const Variant& doc, std::string_view name, const Variant& value) {
   CustomProperty(doc, name).Put("value", value);
 }
 
-void DeleteCustomProperty(const Variant& doc, std::string_view name) { CustomProperty(doc, name).Call("Delete"); }
+void DeleteCustomProperty(const Variant& doc, std::string_view name) {
+  CustomProperty(doc, name).Call("Delete");
+}
 
 void EnsureCustomProperty(const Variant& doc, std::string_view name, const Variant& value) {
   try {
@@ -61,13 +68,17 @@ void SetHiddenName(const Variant& workbook, std::string_view name, const Variant
   AddHiddenName(workbook, name).Put("Value", value);
 }
 
-Variant Tag(const Variant& doc, std::string_view name) { return doc.Get("Tags").Get("Item", {Text(name)}); }
+Variant Tag(const Variant& doc, std::string_view name) {
+  return doc.Get("Tags").Get("Item", {Text(name)});
+}
 
 Variant AddTag(const Variant& doc, std::string_view name, const Variant& value) {
   return doc.Get("Tags").Call("Add", {Text(name), value});
 }
 
-void DeleteTag(const Variant& doc, std::string_view name) { Tag(doc, name).Call("Delete"); }
+void DeleteTag(const Variant& doc, std::string_view name) {
+  Tag(doc, name).Call("Delete");
+}
 
 void EnsureTag(const Variant& doc, std::string_view name, const Variant& value) {
   try {

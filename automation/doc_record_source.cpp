@@ -20,7 +20,8 @@ std::string GetCodeVal(const DocRecordSource& dm, std::string_view d_type, std::
 }
 
 Variant MemoryDocRecordSource::DocValue(std::string_view column) const {
-  if (current_doc >= docs.size()) throw std::runtime_error("tblDoc: Cannot perform this operation on a closed dataset");
+  if (current_doc >= docs.size())
+    throw std::runtime_error("tblDoc: Cannot perform this operation on a closed dataset");
   for (const auto& [name, value] : docs[current_doc]) {
     if (SameColumn(name, column)) return value;
   }
@@ -64,8 +65,12 @@ std::string MemoryDocRecordSource::GetFullName(std::int32_t user_id) {
   return u.given_names + " " + u.surname;
 }
 
-std::string MemoryDocRecordSource::GetGivenName(std::int32_t user_id) { return FindUser(user_id).given_names; }
+std::string MemoryDocRecordSource::GetGivenName(std::int32_t user_id) {
+  return FindUser(user_id).given_names;
+}
 
-std::string MemoryDocRecordSource::GetSurname(std::int32_t user_id) { return FindUser(user_id).surname; }
+std::string MemoryDocRecordSource::GetSurname(std::int32_t user_id) {
+  return FindUser(user_id).surname;
+}
 
 }  // namespace quillorn::automation

@@ -67,7 +67,8 @@ struct Fixture {
                        {"NEXT_REVIEW", Variant::Null()},
                        {"VER", Variant("3")},
                        {"VER_DATE", Variant::FromDateTime(foundation::EncodeDate(2023, 12, 31))}});
-    dm.fields = {{"Review Date", Variant::Null()}, {"Owner", Variant("Facilities")}, {"Company", Variant("Acme Ltd")}};
+    dm.fields = {
+        {"Review Date", Variant::Null()}, {"Owner", Variant("Facilities")}, {"Company", Variant("Acme Ltd")}};
     dm.users[7] = {"jbloggs", "Joe", "Bloggs"};
     dm.SetCode("REV_FIELD", "DATE_FORMAT", Variant("dd/mm/yyyy"));
     dm.SetCode("REV_FIELD", "USER_NAME_FORMAT", Variant("1"));
@@ -86,9 +87,9 @@ struct Fixture {
   }
 };
 
-const std::vector<std::string> kExpectedValues = {"Joe Bloggs",        "05/03/2024", "-",          "Cleaning rota",
-                                                  "QMS\\Housekeeping\\Procedures\\", "HK-001", "-", "3",
-                                                  "31/12/2023"};
+const std::vector<std::string> kExpectedValues = {
+    "Joe Bloggs", "05/03/2024", "-", "Cleaning rota", "QMS\\Housekeeping\\Procedures\\",
+    "HK-001",     "-",          "3", "31/12/2023"};
 
 TEST(SetDocFieldsTest, WritesEachHostsStores) {
   struct Case {
@@ -100,7 +101,8 @@ TEST(SetDocFieldsTest, WritesEachHostsStores) {
     std::function<void(Fixture&)> check;
   };
   const std::vector<Case> cases = {
-      {"Word: properties, company built in, no Company property", HostKind::Word, 1, HostType::ohaWord, nullptr,
+      {"Word: properties, company built in, no Company property", HostKind::Word, 1, HostType::ohaWord,
+       nullptr,
        [](Fixture& f) {
          auto& d = f.Model();
          ASSERT_NE(FindProp(d, "cmsID"), nullptr);
@@ -121,9 +123,12 @@ TEST(SetDocFieldsTest, WritesEachHostsStores) {
          EXPECT_TRUE(d.names.empty());
        }},
       {"Word: an existing cmsID is left as it stands", HostKind::Word, 1, HostType::ohaWord,
-       [](Fixture& f) { f.Model().custom_properties.push_back({"cmsID", 4, "99", false}); },
+       [](Fixture& f) {
+         f.Model().custom_properties.push_back({"cmsID", 4, "99", false});
+       },
        [](Fixture& f) { EXPECT_EQ(FindProp(f.Model(), "cmsID")->value, "99"); }},
-      {"Excel: hidden names, apostrophe on custom fields only", HostKind::Excel, 3, HostType::ohaExcel, nullptr,
+      {"Excel: hidden names, apostrophe on custom fields only", HostKind::Excel, 3, HostType::ohaExcel,
+       nullptr,
        [](Fixture& f) {
          auto& d = f.Model();
          EXPECT_EQ(FindProp(d, "cmsID")->value, "42");
@@ -216,19 +221,31 @@ TEST(SetDocFieldsTest, ControlFieldRendering) {
        {{"USER_NAME_FORMAT", Variant("7")}},
        {{0, ""}, {2, ""}}},
       {"no integer counts as login", {}, {{"USER_NAME_FORMAT", Variant("full")}}, {{0, "jbloggs"}}},
-      {"null user is a dash in any form", {{"APPROVED_BY", Variant::Null()}}, {{"USER_NAME_FORMAT", Variant("7")}},
+      {"null user is a dash in any form",
+       {{"APPROVED_BY", Variant::Null()}},
+       {{"USER_NAME_FORMAT", Variant("7")}},
        {{0, "-"}, {2, "-"}}},
       {"null dates, a null revision date is day zero",
        {{"APPROVED_DATE", Variant::Null()}, {"VER_DATE", Variant::Null()}},
        {{"DATE_FORMAT", Variant("yyyy-mm-dd")}},
        {{1, "-"}, {6, "-"}, {8, "1899-12-30"}}},
-      {"null name and revision are empty", {{"DOC_NAME", Variant::Null()}, {"VER", Variant::Null()}, {"DOC_NO_EXT", Variant::Null()}},
-       {}, {{3, ""}, {7, ""}, {5, "-"}}},
-      {"global templates ignore the path", {{"framework", Variant(I{-2})}}, {}, {{4, "QMS\\Global Templates\\"}}},
+      {"null name and revision are empty",
+       {{"DOC_NAME", Variant::Null()}, {"VER", Variant::Null()}, {"DOC_NO_EXT", Variant::Null()}},
+       {},
+       {{3, ""}, {7, ""}, {5, "-"}}},
+      {"global templates ignore the path",
+       {{"framework", Variant(I{-2})}},
+       {},
+       {{4, "QMS\\Global Templates\\"}}},
       {"own path has no closing backslash", {{"framework", Variant(I{-1})}}, {}, {{4, "QMS\\Ignored\\Path"}}},
-      {"no prefix row", {{"framework", Variant(I{-1})}}, {{"LOCATION_PREFIX", Variant()}}, {{4, "\\Ignored\\Path"}}},
+      {"no prefix row",
+       {{"framework", Variant(I{-1})}},
+       {{"LOCATION_PREFIX", Variant()}},
+       {{4, "\\Ignored\\Path"}}},
       {"unknown document type", {{"doc_type_id", Variant(I{12})}}, {}, {{4, "QMS\\Housekeeping\\\\"}}},
-      {"review date formatted", {{"NEXT_REVIEW", Variant::FromDateTime(foundation::EncodeDate(2025, 1, 9))}}, {},
+      {"review date formatted",
+       {{"NEXT_REVIEW", Variant::FromDateTime(foundation::EncodeDate(2025, 1, 9))}},
+       {},
        {{6, "09/01/2025"}}},
   };
   for (const auto& c : cases) {
@@ -273,36 +290,63 @@ TEST(SetDocFieldsTest, FailuresEndWhereTheirGuardSays) {
     return v;
   };
   const std::vector<Case> cases = {
-      {"removing a missing cmsID ends the run", HostKind::Word, 1, true, nullptr, {"in SetDocFields"},
+      {"removing a missing cmsID ends the run",
+       HostKind::Word,
+       1,
+       true,
+       nullptr,
+       {"in SetDocFields"},
        [&](Fixture& f) {
          EXPECT_TRUE(f.Model().custom_properties.empty());
          EXPECT_EQ(f.Model().builtin_properties[20].value, "");
          EXPECT_EQ(std::vector<std::string>(f.values.begin(), f.values.end()), unchanged);
        }},
-      {"removing a present cmsID writes the rest", HostKind::Excel, 3, true,
-       [](Fixture& f) { f.Model().custom_properties.push_back({"cmsID", 4, "42", false}); }, {},
+      {"removing a present cmsID writes the rest",
+       HostKind::Excel,
+       3,
+       true,
+       [](Fixture& f) {
+         f.Model().custom_properties.push_back({"cmsID", 4, "42", false});
+       },
+       {},
        [](Fixture& f) {
          EXPECT_EQ(FindProp(f.Model(), "cmsID"), nullptr);
          EXPECT_NE(FindName(f.Model(), "cmsRevision"), nullptr);
        }},
-      {"removing a missing Publisher tag", HostKind::Publisher, 5, true, nullptr, {"in SetDocFields"},
+      {"removing a missing Publisher tag",
+       HostKind::Publisher,
+       5,
+       true,
+       nullptr,
+       {"in SetDocFields"},
        [&](Fixture& f) { EXPECT_EQ(std::vector<std::string>(f.values.begin(), f.values.end()), unchanged); }},
-      {"no date format: no control field at all", HostKind::Word, 1, false,
-       [](Fixture& f) { f.dm.codes.erase({"REV_FIELD", "DATE_FORMAT"}); }, {"in SetDocFields"},
+      {"no date format: no control field at all",
+       HostKind::Word,
+       1,
+       false,
+       [](Fixture& f) {
+         f.dm.codes.erase({"REV_FIELD", "DATE_FORMAT"});
+       },
+       {"in SetDocFields"},
        [&](Fixture& f) {
          EXPECT_EQ(FindProp(f.Model(), "cmsRevision"), nullptr);
          EXPECT_NE(FindProp(f.Model(), "Owner"), nullptr);
          EXPECT_EQ(std::vector<std::string>(f.values.begin(), f.values.end()), unchanged);
        }},
-      {"an unknown approver costs that field only", HostKind::Word, 1, false,
-       [](Fixture& f) { f.dm.docs[0]["APPROVED_BY"] = Variant(I{8}); }, {"Could not create control field: cmsApprovedBy"},
+      {"an unknown approver costs that field only",
+       HostKind::Word,
+       1,
+       false,
+       [](Fixture& f) { f.dm.docs[0]["APPROVED_BY"] = Variant(I{8}); },
+       {"Could not create control field: cmsApprovedBy"},
        [](Fixture& f) {
          EXPECT_EQ(f.values[0], "a");
          EXPECT_EQ(FindProp(f.Model(), "cmsApprovedBy"), nullptr);
          EXPECT_EQ(FindProp(f.Model(), "cmsRevisionDate")->value, "31/12/2023");
        }},
       {"a workbook record on a Word document", HostKind::Word, 3, false, nullptr,
-       custom_then_control("EXCEL: Could not create custom Excel field: ", "EXCEL: Could not set control field: "),
+       custom_then_control("EXCEL: Could not create custom Excel field: ",
+                           "EXCEL: Could not set control field: "),
        [](Fixture& f) {
          EXPECT_EQ(FindProp(f.Model(), "cmsID")->value, "42");
          EXPECT_EQ(f.values[7], "3");
@@ -362,7 +406,8 @@ TEST(SetDocFieldsTest, BusyHostGivesTheExactExceptionRecords) {
   const auto records = f.log.Exceptions();
   ASSERT_EQ(records.size(), 12u);
   // ProcName goes into the first record only: logging clears it.
-  EXPECT_EQ(records[0], "dm.SaveDocument\rCall was rejected by callee.\rPPT: Could not set custom field: Review Date");
+  EXPECT_EQ(records[0],
+            "dm.SaveDocument\rCall was rejected by callee.\rPPT: Could not set custom field: Review Date");
   EXPECT_EQ(records[1], "\rCall was rejected by callee.\rPPT: Could not set custom field: Owner");
   EXPECT_EQ(records[3], "\rCall was rejected by callee.\rPPT: Could not set control field: cmsApprovedBy");
   EXPECT_EQ(records[11], "\rCall was rejected by callee.\rPPT: Could not set control field: cmsRevisionDate");

@@ -17,15 +17,16 @@ namespace quillorn::automation::testing {
 struct Fault {
   std::string member;  // case-sensitive, as the code under test spells it
   enum class On { Get, Put, Any } on = On::Any;
-  int skip = 0;        // calls that pass before the first raise
-  int times = 1;       // how many raises, -1 for always
+  int skip = 0;   // calls that pass before the first raise
+  int times = 1;  // how many raises, -1 for always
   std::string message = "Call was rejected by callee.";
   int raised = 0;
 };
 
 class FaultyObject : public platform::AutomationObject {
  public:
-  FaultyObject(platform::ObjectRef inner, std::shared_ptr<Fault> fault) : inner_(std::move(inner)), fault_(std::move(fault)) {}
+  FaultyObject(platform::ObjectRef inner, std::shared_ptr<Fault> fault)
+      : inner_(std::move(inner)), fault_(std::move(fault)) {}
 
   static platform::Variant Wrap(const platform::Variant& v, const std::shared_ptr<Fault>& fault) {
     if (!v.HasObject()) return v;

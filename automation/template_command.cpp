@@ -74,8 +74,8 @@ void ApplyTemplateCommand(TemplateCommandContext& ctx, std::int32_t TemplateID) 
       options.Left = ctx.pane.ApplyButtonScreenLeft() + kDialogOffsetFromButton;
       if (ctx.prompts.ShowDialog(options) != ModalResult::mrOk) break;
       StatusScope status(ctx.merge.application);
-      const bool applied =
-          MergeActiveWordDocumentWithTemplate(ctx.merge, TemplateID, options.oHeader, options.oFooter, options.oStyles);
+      const bool applied = MergeActiveWordDocumentWithTemplate(ctx.merge, TemplateID, options.oHeader,
+                                                               options.oFooter, options.oStyles);
       RecordOrComplain(ctx, applied, TemplateID, true);
       break;
     }

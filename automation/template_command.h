@@ -22,8 +22,10 @@ class TemplatePane {
   virtual int ApplyButtonScreenLeft() const = 0;
 };
 
-inline constexpr char kTemplateInCacheSql[] = "select doc_no from templates where (source is not null) and doc_no=";
-inline constexpr char kNeedOnlineForTemplate[] = "You need to be online to retrieve the template from the server!";
+inline constexpr char kTemplateInCacheSql[] =
+    "select doc_no from templates where (source is not null) and doc_no=";
+inline constexpr char kNeedOnlineForTemplate[] =
+    "You need to be online to retrieve the template from the server!";
 inline constexpr char kTemplateProblem[] = "There was a problem applying the template.";
 inline constexpr char kApplyingTemplate[] = "Applying selected template ...";
 

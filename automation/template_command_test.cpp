@@ -4,10 +4,10 @@
 
 #include <filesystem>
 #include <fstream>
-#include <optional>
 #include <functional>
 #include <map>
 #include <memory>
+#include <optional>
 #include <string>
 #include <vector>
 
@@ -154,16 +154,20 @@ TEST(MergeWordTemplateTest, FailuresAndTheMissingTemplate) {
   const std::vector<Case> cases = {
       {"no template stored", [](HostAndTemplate& s) { s.dm.master.clear(); }, false, {}, false, 1},
       {"unreadable template: no tracking change, no save",
-       [](HostAndTemplate& s) {
-         std::ofstream(s.dm.master, std::ios::trunc) << "not a document";
-       },
-       true, {proc}, false, 1},
+       [](HostAndTemplate& s) { std::ofstream(s.dm.master, std::ios::trunc) << "not a document"; },
+       true,
+       {proc},
+       false,
+       1},
       {"no active document", [](HostAndTemplate& s) { s.host->Close(s.doc); }, true, {proc}, false, 0},
       {"styles fail, the merge goes on",
        [](HostAndTemplate& s) {
          s.dm.on_fetch = [&s] { fs::create_directory(fs::path(s.dm.folder) / "cms77_0.dotx"); };
        },
-       true, {"\"proc: ApplyTemplateSytles\""}, true, 2},
+       true,
+       {"\"proc: ApplyTemplateSytles\""},
+       true,
+       2},
   };
   for (const auto& c : cases) {
     SCOPED_TRACE(c.what);
@@ -206,7 +210,8 @@ TEST(MergePowerPointTemplateTest, AppliesOnTheActivePresentation) {
     s.host->Quit();
     auto ctx = s.Context();
     EXPECT_FALSE(MergeActiveppDocumentWithTemplate(ctx, 5));
-    EXPECT_EQ(s.log.ExceptionTexts(), std::vector<std::string>{"\"proc: MergeActiveppDocumentWithTemplate\""});
+    EXPECT_EQ(s.log.ExceptionTexts(),
+              std::vector<std::string>{"\"proc: MergeActiveppDocumentWithTemplate\""});
   }
 }
 
@@ -217,10 +222,11 @@ TEST(TemplateOptionsTest, DefaultsAndTheApplyRule) {
   EXPECT_FALSE(o.oStyles);
   EXPECT_FALSE(o.Left.has_value());
   EXPECT_EQ(std::string(TTemplateOptions::kCaption), "Apply Template Options");
-  EXPECT_EQ(TTemplateOptions::kStylesHint,
-            "Like-named styles in the document are redefined to match the\r\nstyle descriptions in the template. "
-            "Unique styles from the template\r\nare copied to the document. Unique styles in the document remain "
-            "intact.");
+  EXPECT_EQ(
+      TTemplateOptions::kStylesHint,
+      "Like-named styles in the document are redefined to match the\r\nstyle descriptions in the template. "
+      "Unique styles from the template\r\nare copied to the document. Unique styles in the document remain "
+      "intact.");
   for (int bits = 0; bits < 8; ++bits) {
     o.SetField("oHeader", bits & 1 ? "True" : "False");
     o.SetField("oFooter", bits & 2 ? "true" : "0");
@@ -246,7 +252,8 @@ class WatchingPrompts : public platform::Prompts {
  public:
   platform::ScriptedPrompts script;
   std::optional<int> dialog_left;
-  ModalResult MessageDlg(std::string_view text, platform::MessageKind kind, platform::Buttons buttons) override {
+  ModalResult MessageDlg(std::string_view text, platform::MessageKind kind,
+                         platform::Buttons buttons) override {
     return script.MessageDlg(text, kind, buttons);
   }
   void MessageBeep(unsigned type) override { script.MessageBeep(type); }
@@ -269,40 +276,66 @@ TEST(ApplyTemplateCommandTest, Flows) {
     std::vector<std::string> status_at_fetch;  // "StatusBar|ScreenUpdating" when the file was asked for
   };
   const std::vector<Case> cases = {
-      {"not cached and offline: warning only", HostKind::Word,
+      {"not cached and offline: warning only",
+       HostKind::Word,
        [](HostAndTemplate& s, WatchingPrompts& p) {
          s.dm.cached = false;
-         p.script.Answer({ModalResult::mrOk, "You need to be online to retrieve the template from the server!",
+         p.script.Answer({ModalResult::mrOk,
+                          "You need to be online to retrieve the template from the server!",
                           platform::MessageKind::Warning});
        },
-       {}, {"You need to be online to retrieve the template from the server!"}, {}, {}},
-      {"not cached but online: applied", HostKind::Word,
+       {},
+       {"You need to be online to retrieve the template from the server!"},
+       {},
+       {}},
+      {"not cached but online: applied",
+       HostKind::Word,
        [](HostAndTemplate& s, WatchingPrompts& p) {
          s.dm.cached = false;
          s.dm.online = true;
          p.script.AnswerDialog({"TTemplateOptions", {}, "Apply"});
        },
-       {C::crHourGlass, C::crDefault, C::crDefault}, {}, {9}, {"Applying selected template ...|0"}},
-      {"every box cleared: nothing happens", HostKind::Word,
+       {C::crHourGlass, C::crDefault, C::crDefault},
+       {},
+       {9},
+       {"Applying selected template ...|0"}},
+      {"every box cleared: nothing happens",
+       HostKind::Word,
        [](HostAndTemplate&, WatchingPrompts& p) {
          p.script.AnswerDialog({"TTemplateOptions", {{"oHeader", "False"}, {"oFooter", "False"}}, "Apply"});
        },
-       {C::crHourGlass, C::crDefault}, {}, {}, {}},
-      {"no template file: the problem message", HostKind::Word,
+       {C::crHourGlass, C::crDefault},
+       {},
+       {},
+       {}},
+      {"no template file: the problem message",
+       HostKind::Word,
        [&](HostAndTemplate& s, WatchingPrompts& p) {
          s.dm.master.clear();
          p.script.AnswerDialog({"TTemplateOptions", {{"oStyles", "True"}}, "Apply"});
          p.script.Answer({ModalResult::mrOk, problem, platform::MessageKind::Error});
        },
-       {C::crHourGlass, C::crDefault, C::crDefault}, {problem}, {}, {"Applying selected template ...|0"}},
-      {"PowerPoint: no dialog", HostKind::PowerPoint, nullptr, {C::crHourGlass, C::crDefault, C::crDefault}, {},
-       {9}, {"|1"}},
-      {"PowerPoint without a file", HostKind::PowerPoint,
+       {C::crHourGlass, C::crDefault, C::crDefault},
+       {problem},
+       {},
+       {"Applying selected template ...|0"}},
+      {"PowerPoint: no dialog",
+       HostKind::PowerPoint,
+       nullptr,
+       {C::crHourGlass, C::crDefault, C::crDefault},
+       {},
+       {9},
+       {"|1"}},
+      {"PowerPoint without a file",
+       HostKind::PowerPoint,
        [&](HostAndTemplate& s, WatchingPrompts& p) {
          s.dm.master.clear();
          p.script.Answer({ModalResult::mrOk, problem, platform::MessageKind::Error});
        },
-       {C::crHourGlass, C::crDefault, C::crDefault}, {problem}, {}, {"|1"}},
+       {C::crHourGlass, C::crDefault, C::crDefault},
+       {problem},
+       {},
+       {"|1"}},
       {"Excel: nothing applied", HostKind::Excel, nullptr, {C::crHourGlass, C::crDefault}, {}, {}, {}},
   };
   for (const auto& c : cases) {
@@ -311,7 +344,9 @@ TEST(ApplyTemplateCommandTest, Flows) {
     WatchingPrompts prompts;
     FakePane pane;
     std::vector<std::string> status;
-    s.dm.on_fetch = [&] { status.push_back(s.host->status_bar + "|" + (s.host->screen_updating ? "1" : "0")); };
+    s.dm.on_fetch = [&] {
+      status.push_back(s.host->status_bar + "|" + (s.host->screen_updating ? "1" : "0"));
+    };
     if (c.prepare) c.prepare(s, prompts);
     TemplateCommandContext ctx{s.Context(), prompts, pane};
     ApplyTemplateCommand(ctx, 9);
@@ -324,7 +359,8 @@ TEST(ApplyTemplateCommandTest, Flows) {
     EXPECT_EQ(prompts.script.Unanswered(), 0u);
     EXPECT_EQ(s.dm.recorded, c.recorded);
     EXPECT_EQ(status, c.status_at_fetch);
-    EXPECT_EQ(s.dm.sql, std::vector<std::string>{"select doc_no from templates where (source is not null) and doc_no=9"});
+    EXPECT_EQ(s.dm.sql, std::vector<std::string>{
+                            "select doc_no from templates where (source is not null) and doc_no=9"});
     EXPECT_EQ(s.host->status_bar, "");
     EXPECT_TRUE(s.host->screen_updating);
     if (c.kind == HostKind::Word && !c.cursors.empty()) {

@@ -40,7 +40,9 @@ Variant OpenInvisible(const Variant& documents, const std::string& file, bool no
   return documents.CallWith("Open", args);
 }
 
-void CloseWithoutSaving(const Variant& doc) { doc.Call("Close", {Variant(kWdDoNotSaveChanges)}); }
+void CloseWithoutSaving(const Variant& doc) {
+  doc.Call("Close", {Variant(kWdDoNotSaveChanges)});
+}
 
 void DeleteFileQuietly(const std::string& path) {
   std::error_code ec;
@@ -57,22 +59,28 @@ struct Transfer {
   const char* delete_step;  // null: the paste text stays up during the delete
 };
 
-const Transfer kFirstPageHeader{true, kWdHeaderFooterFirstPage,
-                                "wdHeaderFooterFirstPage=> Headers.Item(wdHeaderFooterFirstPage).Range.Copy",
-                                "wdHeaderFooterFirstPage=> Headers.Item(wdHeaderFooterFirstPage).Range.PasteAndFormat(wdFormatOriginalFormatting)",
-                                "wdHeaderFooterFirstPage=> Range.Characters.Delete"};
-const Transfer kPrimaryHeader{true, kWdHeaderFooterPrimary,
-                              "wdHeaderFooterPrimary=> Headers.Item(wdHeaderFooterPrimary).Range.Copy",
-                              "wdHeaderFooterPrimary=> Headers.Item(wdHeaderFooterPrimary).Range.PasteAndFormat(wdFormatOriginalFormatting)",
-                              "wdHeaderFooterPrimary=> Range.Characters.Delete"};
-const Transfer kFirstPageFooter{false, kWdHeaderFooterFirstPage,
-                                "wdHeaderFooterFirstPage=> Headers.Item(wdHeaderFooterFirstPage).Range.Copy",
-                                "wdHeaderFooterFirstPage=> Footers.Item(wdHeaderFooterFirstPage).Range.PasteAndFormat(wdFormatOriginalFormatting)",
-                                nullptr};
-const Transfer kPrimaryFooter{false, kWdHeaderFooterPrimary,
-                              "wdHeaderFooterPrimary=> Headers.Item(wdHeaderFooterPrimary).Range.Copy",
-                              "wdHeaderFooterPrimary=> Footers.Item(wdHeaderFooterPrimary).Range.PasteAndFormat(wdFormatOriginalFormatting)",
-                              nullptr};
+const Transfer kFirstPageHeader{
+    true, kWdHeaderFooterFirstPage,
+    "wdHeaderFooterFirstPage=> Headers.Item(wdHeaderFooterFirstPage).Range.Copy",
+    "wdHeaderFooterFirstPage=> "
+    "Headers.Item(wdHeaderFooterFirstPage).Range.PasteAndFormat(wdFormatOriginalFormatting)",
+    "wdHeaderFooterFirstPage=> Range.Characters.Delete"};
+const Transfer kPrimaryHeader{
+    true, kWdHeaderFooterPrimary, "wdHeaderFooterPrimary=> Headers.Item(wdHeaderFooterPrimary).Range.Copy",
+    "wdHeaderFooterPrimary=> "
+    "Headers.Item(wdHeaderFooterPrimary).Range.PasteAndFormat(wdFormatOriginalFormatting)",
+    "wdHeaderFooterPrimary=> Range.Characters.Delete"};
+const Transfer kFirstPageFooter{
+    false, kWdHeaderFooterFirstPage,
+    "wdHeaderFooterFirstPage=> Headers.Item(wdHeaderFooterFirstPage).Range.Copy",
+    "wdHeaderFooterFirstPage=> "
+    "Footers.Item(wdHeaderFooterFirstPage).Range.PasteAndFormat(wdFormatOriginalFormatting)",
+    nullptr};
+const Transfer kPrimaryFooter{
+    false, kWdHeaderFooterPrimary, "wdHeaderFooterPrimary=> Headers.Item(wdHeaderFooterPrimary).Range.Copy",
+    "wdHeaderFooterPrimary=> "
+    "Footers.Item(wdHeaderFooterPrimary).Range.PasteAndFormat(wdFormatOriginalFormatting)",
+    nullptr};
 
 Variant HeaderFooter(const Variant& section, const Transfer& t) {
   return section.Get(t.header ? "Headers" : "Footers").Get("Item", {t.index});
@@ -111,7 +119,8 @@ bool TemplateKeepsPageFormat(TemplateSource& dm, std::int32_t TemplateID) {
   return dm.CodeVal("TEMPLATE_SETTNG", "KEEP_PG_FORMAT:" + std::to_string(TemplateID)) == "Y";
 }
 
-void ApplyTemplateHeaderFooter(const Variant& Doc, const Variant& Template, bool KeepFormat, bool Header, bool Footer) {
+void ApplyTemplateHeaderFooter(const Variant& Doc, const Variant& Template, bool KeepFormat, bool Header,
+                               bool Footer) {
   std::string step;
   try {
     const I source_count = Template.Get("Sections").Get("Count").AsInt();
@@ -158,8 +167,8 @@ void ApplyTemplateHeaderFooter(const Variant& Doc, const Variant& Template, bool
           // Paper size and orientation stay the document's own.
           Variant from = source().Get("PageSetup");
           Variant to = target().Get("PageSetup");
-          for (const char* member :
-               {"TopMargin", "LeftMargin", "BottomMargin", "RightMargin", "HeaderDistance", "FooterDistance"}) {
+          for (const char* member : {"TopMargin", "LeftMargin", "BottomMargin", "RightMargin",
+                                     "HeaderDistance", "FooterDistance"}) {
             to.Put(member, from.Get(member));
           }
         }
@@ -187,14 +196,15 @@ void ApplyTemplateSytles(const Variant& Doc, const std::string& TemplateFile) {
   }
 }
 
-bool MergeActiveWordDocumentWithTemplate(TemplateContext& ctx, std::int32_t TemplateID, bool Header, bool Footer,
-                                         bool Styles) {
+bool MergeActiveWordDocumentWithTemplate(TemplateContext& ctx, std::int32_t TemplateID, bool Header,
+                                         bool Footer, bool Styles) {
   std::string file;
   try {
     const bool keep_format = TemplateKeepsPageFormat(ctx.dm, TemplateID);
     file = ctx.dm.GetTemplateFile(TemplateID);
     if (file.empty()) return false;
-    LogTrace("MergeActiveWordDocumentWithTemplate:", keep_format ? "KEEP PG FORMAT: true" : "KEEP PG FORMAT: false");
+    LogTrace("MergeActiveWordDocumentWithTemplate:",
+             keep_format ? "KEEP PG FORMAT: true" : "KEEP PG FORMAT: false");
 
     try {
       Variant doc;

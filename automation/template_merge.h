@@ -24,12 +24,13 @@ bool TemplateKeepsPageFormat(TemplateSource& dm, std::int32_t TemplateID);
 
 // False only when there is no template file; a failure on the way is logged and
 // still gives true.
-bool MergeActiveWordDocumentWithTemplate(TemplateContext& ctx, std::int32_t TemplateID, bool Header, bool Footer,
-                                         bool Styles);
+bool MergeActiveWordDocumentWithTemplate(TemplateContext& ctx, std::int32_t TemplateID, bool Header,
+                                         bool Footer, bool Styles);
 bool MergeActiveppDocumentWithTemplate(TemplateContext& ctx, std::int32_t TemplateID);
 
 // Section T of Doc takes section min(T, template's count) of Template.
-void ApplyTemplateHeaderFooter(const Variant& Doc, const Variant& Template, bool KeepFormat, bool Header, bool Footer);
+void ApplyTemplateHeaderFooter(const Variant& Doc, const Variant& Template, bool KeepFormat, bool Header,
+                               bool Footer);
 void ApplyTemplateSytles(const Variant& Doc, const std::string& TemplateFile);
 
 }  // namespace quillorn::automation

@@ -95,7 +95,15 @@ TEST(ApplyTemplateHeaderFooterTest, SectionsHeadersFootersAndMargins) {
       {"one template section feeds three", 1, true, 3, false, true, true, {1, 1, 1}, true, nullptr},
       {"only the first of three template sections", 3, true, 1, false, true, true, {1}, true, nullptr},
       {"two and two", 2, true, 2, false, true, true, {1, 2}, true, nullptr},
-      {"headers off: own first-page text stays, its layout goes", 1, true, 2, false, false, true, {1, 1}, false,
+      {"headers off: own first-page text stays, its layout goes",
+       1,
+       true,
+       2,
+       false,
+       false,
+       true,
+       {1, 1},
+       false,
        [](WordPair& w) {
          for (int n : {1, 2}) {
            EXPECT_EQ(w.Section(n).headers[1].story.text, "own first\r");
@@ -104,15 +112,39 @@ TEST(ApplyTemplateHeaderFooterTest, SectionsHeadersFootersAndMargins) {
            EXPECT_EQ(w.Section(n).footers[1].story.text, "T1 first footer\r");
          }
        }},
-      {"template without a first page: layout off, primaries carried", 1, false, 2, false, true, true, {1, 1}, false,
+      {"template without a first page: layout off, primaries carried",
+       1,
+       false,
+       2,
+       false,
+       true,
+       true,
+       {1, 1},
+       false,
        [](WordPair& w) {
          EXPECT_EQ(w.Section(2).headers[0].story.text, "T1 primary header\r");
          EXPECT_EQ(w.Section(2).headers[1].story.text, "own first\r");
          EXPECT_EQ(w.Section(2).footers[1].story.text, "\r");
        }},
-      {"footers only still switch the first page off", 1, true, 1, false, false, true, {1}, false,
+      {"footers only still switch the first page off",
+       1,
+       true,
+       1,
+       false,
+       false,
+       true,
+       {1},
+       false,
        [](WordPair& w) { EXPECT_EQ(w.Section(1).footers[0].story.text, "T1 primary footer\r"); }},
-      {"kept page format", 1, true, 2, true, true, true, {1, 1}, true,
+      {"kept page format",
+       1,
+       true,
+       2,
+       true,
+       true,
+       true,
+       {1, 1},
+       true,
        [](WordPair& w) {
          for (int n : {1, 2}) {
            EXPECT_EQ(w.Section(n).page_setup.top_margin, 72);
@@ -123,7 +155,8 @@ TEST(ApplyTemplateHeaderFooterTest, SectionsHeadersFootersAndMargins) {
   for (const auto& c : cases) {
     SCOPED_TRACE(c.what);
     testing::LogCapture log;
-    WordPair w(c.doc_sections, TemplateModel(c.template_sections, c.template_first_page), log.Folder().Path());
+    WordPair w(c.doc_sections, TemplateModel(c.template_sections, c.template_first_page),
+               log.Folder().Path());
     ApplyTemplateHeaderFooter(w.doc, w.tmpl, c.keep_format, c.header, c.footer);
     for (int n = 1; n <= c.doc_sections; ++n) {
       SCOPED_TRACE("section " + std::to_string(n));
@@ -168,37 +201,55 @@ TEST(ApplyTemplateHeaderFooterTest, EachBlockLogsItsStep) {
     std::function<void(WordPair&)> check;
   };
   const std::vector<Case> cases = {
-      {"first-page header copy", {"Duplicate", Fault::On::Get, 0, 1},
-       {"wdHeaderFooterFirstPage=> Headers.Item(wdHeaderFooterFirstPage).Range.Copy with " + busy + " " + proc},
+      {"first-page header copy",
+       {"Duplicate", Fault::On::Get, 0, 1},
+       {"wdHeaderFooterFirstPage=> Headers.Item(wdHeaderFooterFirstPage).Range.Copy with " + busy + " " +
+        proc},
        [](WordPair& w) {
          EXPECT_EQ(w.Section(1).headers[1].story.text, "own first\r");
          EXPECT_EQ(w.Section(1).headers[0].story.text, "T1 primary header\r");
        }},
-      {"first-page header paste", {"FormattedText", Fault::On::Put, 0, 1},
-       {"wdHeaderFooterFirstPage=> Headers.Item(wdHeaderFooterFirstPage).Range.PasteAndFormat(wdFormatOriginalFormatting) with " +
+      {"first-page header paste",
+       {"FormattedText", Fault::On::Put, 0, 1},
+       {"wdHeaderFooterFirstPage=> "
+        "Headers.Item(wdHeaderFooterFirstPage).Range.PasteAndFormat(wdFormatOriginalFormatting) with " +
         busy + " " + proc},
        nullptr},
-      {"first-page header delete", {"Delete", Fault::On::Any, 0, 1},
-       {"wdHeaderFooterFirstPage=> Range.Characters.Delete with " + busy + " " + proc}, nullptr},
-      {"link to previous has no step text", {"LinkToPrevious", Fault::On::Put, 0, 1}, {" with " + busy + " " + proc},
+      {"first-page header delete",
+       {"Delete", Fault::On::Any, 0, 1},
+       {"wdHeaderFooterFirstPage=> Range.Characters.Delete with " + busy + " " + proc},
        nullptr},
-      {"primary header delete", {"Delete", Fault::On::Any, 1, 1},
-       {"wdHeaderFooterPrimary=> Range.Characters.Delete with " + busy + " " + proc}, nullptr},
-      {"first-page footer copy names the header", {"Duplicate", Fault::On::Get, 2, 1},
-       {"wdHeaderFooterFirstPage=> Headers.Item(wdHeaderFooterFirstPage).Range.Copy with " + busy + " " + proc},
+      {"link to previous has no step text",
+       {"LinkToPrevious", Fault::On::Put, 0, 1},
+       {" with " + busy + " " + proc},
+       nullptr},
+      {"primary header delete",
+       {"Delete", Fault::On::Any, 1, 1},
+       {"wdHeaderFooterPrimary=> Range.Characters.Delete with " + busy + " " + proc},
+       nullptr},
+      {"first-page footer copy names the header",
+       {"Duplicate", Fault::On::Get, 2, 1},
+       {"wdHeaderFooterFirstPage=> Headers.Item(wdHeaderFooterFirstPage).Range.Copy with " + busy + " " +
+        proc},
        [](WordPair& w) { EXPECT_EQ(w.Section(1).footers[1].story.text, "\r"); }},
-      {"first-page footer delete keeps the paste text", {"Delete", Fault::On::Any, 2, 1},
-       {"wdHeaderFooterFirstPage=> Footers.Item(wdHeaderFooterFirstPage).Range.PasteAndFormat(wdFormatOriginalFormatting) with " +
+      {"first-page footer delete keeps the paste text",
+       {"Delete", Fault::On::Any, 2, 1},
+       {"wdHeaderFooterFirstPage=> "
+        "Footers.Item(wdHeaderFooterFirstPage).Range.PasteAndFormat(wdFormatOriginalFormatting) with " +
         busy + " " + proc},
        nullptr},
       {"primary footer: the bare routine", {"Delete", Fault::On::Any, 3, 1}, {proc}, nullptr},
-      {"margins: the bare routine", {"LeftMargin", Fault::On::Put, 0, 1}, {proc},
+      {"margins: the bare routine",
+       {"LeftMargin", Fault::On::Put, 0, 1},
+       {proc},
        [](WordPair& w) {
          EXPECT_EQ(w.Section(1).page_setup.top_margin, 10);
          EXPECT_EQ(w.Section(1).page_setup.left_margin, 72);
          EXPECT_EQ(w.Section(2).page_setup.left_margin, 11);
        }},
-      {"section count: silent", {"Count", Fault::On::Get, 0, -1}, {},
+      {"section count: silent",
+       {"Count", Fault::On::Get, 0, -1},
+       {},
        [](WordPair& w) { EXPECT_EQ(w.Section(1).headers[0].story.text, "\r"); }},
   };
   for (const auto& c : cases) {
@@ -206,7 +257,8 @@ TEST(ApplyTemplateHeaderFooterTest, EachBlockLogsItsStep) {
     testing::LogCapture log;
     WordPair w(2, TemplateModel(1, true), log.Folder().Path());
     auto fault = std::make_shared<Fault>(c.fault);
-    ApplyTemplateHeaderFooter(FaultyObject::Wrap(w.doc, fault), FaultyObject::Wrap(w.tmpl, fault), false, true, true);
+    ApplyTemplateHeaderFooter(FaultyObject::Wrap(w.doc, fault), FaultyObject::Wrap(w.tmpl, fault), false,
+                              true, true);
     EXPECT_EQ(log.ExceptionTexts(), c.logged);
     if (c.check) c.check(w);
   }

@@ -14,8 +14,12 @@ namespace {
 using hostsim::FieldModel;
 using hostsim::HostKind;
 
-FieldModel DocProperty(const std::string& name) { return FieldModel{85, "DOCPROPERTY \"" + name + "\"", "stale", 0}; }
-FieldModel PageNumber() { return FieldModel{33, "PAGE", "7", 0}; }
+FieldModel DocProperty(const std::string& name) {
+  return FieldModel{85, "DOCPROPERTY \"" + name + "\"", "stale", 0};
+}
+FieldModel PageNumber() {
+  return FieldModel{33, "PAGE", "7", 0};
+}
 
 // A Word document with three sections. Primary headers exist in sections 1 and
 // 3 only, so the chain must jump a section; a text box in the third header holds
@@ -79,7 +83,8 @@ TEST(UpdateDocFieldsTest, ReachesEveryStoryAndHeaderTextBox) {
   std::vector<std::string> traces = {"...\tUpdateDocFields (Begin)", "...\tStoryRangeType: 1",
                                      "...\t...range.Fields.Count: 2", "...\t...field 1 type: 85",
                                      "...\t...field 2 type: 33"};
-  const std::string missing = "The requested member of the collection does not exist.\tin UpdateDocFields StoryRangeType:";
+  const std::string missing =
+      "The requested member of the collection does not exist.\tin UpdateDocFields StoryRangeType:";
   for (int t = 2; t <= 6; ++t) traces.push_back(missing + std::to_string(t));
   for (const char* s : {"...\tStoryRangeType: 7", "...\t...range.Fields.Count: 1", "...\t...field 1 type: 85",
                         "...\tStoryRangeType: 7", "...\t...range.Fields.Count: 0"}) {
@@ -100,8 +105,14 @@ TEST(UpdateDocFieldsTest, OtherHostsAndFailuresOnlyTrace) {
   };
   const std::vector<Case> cases = {
       {"Excel: Begin and nothing else", HostType::ohaExcel, false, {"...\tUpdateDocFields (Begin)"}, 1},
-      {"PowerPoint: Begin and nothing else", HostType::ohaPowerPoint, false, {"...\tUpdateDocFields (Begin)"}, 1},
-      {"a dead Word: every story type traced, then Done", HostType::ohaWord, true,
+      {"PowerPoint: Begin and nothing else",
+       HostType::ohaPowerPoint,
+       false,
+       {"...\tUpdateDocFields (Begin)"},
+       1},
+      {"a dead Word: every story type traced, then Done",
+       HostType::ohaWord,
+       true,
        {"...\tUpdateDocFields (Begin)",
         "The object invoked has disconnected from its clients.\tin UpdateDocFields StoryRangeType:1"},
        19},
