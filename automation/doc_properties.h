@@ -1,6 +1,7 @@
 // What a document carries for the add-in: custom document properties, Excel
-// defined names and Publisher tags, read and written through the late-bound
-// host objects. A missing item raises; that raise is the only test for existence.
+// defined names and Publisher tags, through the late-bound host objects. A
+// missing item raises, the only test for existence; only the Ensure and
+// SetOrAdd forms take that raise as "missing", the rest never swallow it.
 #pragma once
 
 #include <cstdint>
