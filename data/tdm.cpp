@@ -3,6 +3,7 @@
 #include <exception>
 #include <utility>
 
+#include "data/fetching.h"
 #include "foundation/log.h"
 
 namespace quillorn::data {
@@ -46,6 +47,9 @@ Tdm::Tdm(TdmFolders Folders, bool IsCloudPlatform, platform::MainLoop& Loop, pla
       tblUserGroupLinks(Cache.CacheDB(), "USER_GROUP_LINKS", "", "tblUserGroupLinks"),
       tblWebFields(Cache.MEMORY(), "WebFields", "", "tblWebFields"),
       tblReviewIntervals(Cache.MEMORY(), "ReviewIntervals", "", "tblReviewIntervals"),
+      qApprovalUsers(Cache.CacheDB(), kApprovalUsersSql, "qApprovalUsers"),
+      Capture(*this),
+      Commit(*this),
       folders_(std::move(Folders)),
       isCloudPlatform_(IsCloudPlatform),
       system_(System),
@@ -53,6 +57,24 @@ Tdm::Tdm(TdmFolders Folders, bool IsCloudPlatform, platform::MainLoop& Loop, pla
   tblTemplates.AfterEdit = MarkTemplateCurrent;
   tblTemplates.AfterInsert = MarkTemplateCurrent;
   tblReviewIntervals.AfterOpen = FillReviewIntervals;
+  // The commit's replies on the connection's result object.
+  Connection.OnOtherCommitReturn = [this](transport::TRpcClientModule*, transport::TRpcValue& Data,
+                                          transport::TRpcValue& Result) {
+    const std::string function = Data.ValueType() == transport::TRpcValueTypes::rpc_Function
+                                     ? Data.AsFunction().Name() : std::string();
+    if (function == "submit") Commit.ProcessSubmitResult(Result);
+    if (function == "sendfile") Commit.ProcessSendFileResult(Result);
+  };
+  Connection.OnOtherCommitAborted = [this](transport::TRpcValue& Data) {
+    const std::string function = Data.ValueType() == transport::TRpcValueTypes::rpc_Function
+                                     ? Data.AsFunction().Name() : std::string();
+    if (function == "submit") {
+      Commit.ProcessSubmitAborted("");
+    } else {
+      foundation::LogException(nullptr, "Error communicating with the Server.");
+    }
+  };
+  WireFetchResults(*this);
   DataModuleCreate();
 }
 
@@ -89,10 +111,12 @@ void Tdm::ClearOldCache() {
 
 void Tdm::CommitCache() {
   foundation::ContextScope scope(context_);
-  if (!Connection.mIsServerReachable) return;
-  const std::string previous = std::exchange(context_.ProcName, "dm.CommitCache");
-  LogTrace("CommitCache", "");
-  context_.ProcName = previous;
+  // Also the reconnect's last step, run from the loop: nothing may escape here.
+  try {
+    Commit.CommitCache();
+  } catch (const std::exception& e) {
+    foundation::LogException(e, "CommitCache");
+  }
 }
 
 void Tdm::ShutDown() {
@@ -104,15 +128,22 @@ void Tdm::ShutDown() {
   Connection.Stop();
 }
 
-void Tdm::RequestFetch(const char* Routine) { requestedFetches_.emplace_back(Routine); }
-
 void Tdm::RefetchStaleData() {
-  if (!mDocFieldsLive) RequestFetch("OpenDocFields");
-  if (!mUsersLive) RequestFetch("OpenUsers");
-  if (!mUserGroupLinksLive) RequestFetch("OpenUserGroupLinks");
-  if (!mGroupsLive) RequestFetch("OpenGroups");
-  if (!mCodesLive) RequestFetch("OpenCodes");
-  if (!mTemplatesLive) RequestFetch("OpenTemplates");
+  // Refresh: these tables still hold the cache's copy, rows or not. One failing
+  // fetch must not keep the others from going out.
+  auto fetch = [this](void (*open)(Tdm&, bool), const char* name) {
+    try {
+      open(*this, true);
+    } catch (const std::exception& e) {
+      foundation::LogException(e, name);
+    }
+  };
+  if (!mDocFieldsLive) fetch(OpenDocFields, "OpenDocFields");
+  if (!mUsersLive) fetch(OpenUsers, "OpenUsers");
+  if (!mUserGroupLinksLive) fetch(OpenUserGroupLinks, "OpenUserGroupLinks");
+  if (!mGroupsLive) fetch(OpenGroups, "OpenGroups");
+  if (!mCodesLive) fetch(OpenCodes, "OpenCodes");
+  if (!mTemplatesLive) fetch(OpenTemplates, "OpenTemplates");
 }
 
 void Tdm::ServerReachable(bool Reachable) {

@@ -8,13 +8,19 @@
 #include <string>
 #include <vector>
 
+#include "data/addin_callbacks.h"
+#include "data/cache_query.h"
 #include "data/cache_store.h"
+#include "data/change_capture.h"
+#include "data/commit.h"
 #include "data/connection.h"
+#include "data/remote_catalogue.h"
 #include "data/settings.h"
 #include "data/table.h"
 #include "foundation/context.h"
 #include "platform/main_loop.h"
 #include "platform/system_services.h"
+#include "platform/window_messages.h"
 
 namespace quillorn::data {
 
@@ -38,6 +44,8 @@ class Tdm final : private ConnectionOwner {
   Tdm& operator=(const Tdm&) = delete;
 
   const TdmFolders& Folders() const { return folders_; }
+  // The instance's log context: every routine of the module runs in it.
+  foundation::LogContext& Context() { return context_; }
 
   // Settings.
   bool loadSetting(std::string_view Section, std::string_view Key, std::string& Value,
@@ -92,15 +100,54 @@ class Tdm final : private ConnectionOwner {
   }
   static std::string SqlSafeString(const std::string& S) { return data::SqlSafeString(S); }
 
-  // Sends what waited while offline. Does nothing while no server answers.
+  // Sends what waited while offline, once per connection. Does nothing while
+  // no server answers.
   void CommitCache() override;
+
+  // Change capture and commit; each runs in this instance's context.
+  void SaveToCache(const std::string& TableName, transport::TRpcDataSetMonitor* Monitor) {
+    foundation::ContextScope scope(context_);
+    Capture.SaveToCache(TableName, Monitor);
+  }
+  void SaveData(const std::string& TableName, transport::TRpcDataSetMonitor* Monitor, const std::string& KeyFields) {
+    foundation::ContextScope scope(context_);
+    Capture.SaveData(TableName, Monitor, KeyFields);
+  }
+  void SaveDocData() {
+    foundation::ContextScope scope(context_);
+    Capture.SaveDocData();
+  }
+  void SavePublishedDocs() {
+    foundation::ContextScope scope(context_);
+    Capture.SavePublishedDocs();
+  }
+  void SaveWebFormData() {
+    foundation::ContextScope scope(context_);
+    Capture.SaveWebFormData();
+  }
+  void SaveDocFields() {
+    foundation::ContextScope scope(context_);
+    Capture.SaveDocFields();
+  }
+  void SaveAllData() {
+    foundation::ContextScope scope(context_);
+    Capture.SaveAllData();
+  }
+  void CommitToServer(const std::string& TableName, const std::string& KeyFields) {
+    foundation::ContextScope scope(context_);
+    Commit.CommitToServer(TableName, KeyFields);
+  }
+  void SaveDocument() {
+    foundation::ContextScope scope(context_);
+    Commit.SaveDocument();
+  }
+  void PostDocsToServer() {
+    foundation::ContextScope scope(context_);
+    Commit.PostDocsToServer();
+  }
 
   // Called by the add-in module when it goes: after this the owner frees the module.
   void ShutDown();
-
-  // The fetches that a return to online asked for, in order ("OpenDocFields",
-  // "OpenUsers", ...), while the fetch routines themselves are still to come.
-  const std::vector<std::string>& RequestedFetches() const { return requestedFetches_; }
 
   // The parts, under the names the rest of the data layer uses.
   TdmSettings Settings;
@@ -116,7 +163,17 @@ class Tdm final : private ConnectionOwner {
   bool mCodesLive = false;
   bool mDocFieldsLive = false;
   bool mLogoLive = false;
+  bool mWebFormLive = false;  // raised only by the document tracking
   int UserID = 0;
+  // Nothing ever assigns it, so it stays 0; one locate of OpenDocPermissions reads it.
+  int mUserID = 0;
+  // The add-in module's side of the fetches' replies; null where there is none.
+  AddInCallbacks* AddIn = nullptr;
+  // The add-in module's session number, for the traces of the delta files.
+  std::int32_t sessionID = 0;
+  // Where the desktop program is told of committed documents; the add-in
+  // module sets it. Null: nobody is told.
+  platform::WindowMessages* Messages = nullptr;
 
   Table tblDoc;
   Table tblDocFields;
@@ -132,6 +189,21 @@ class Tdm final : private ConnectionOwner {
   Table tblUserGroupLinks;
   Table tblWebFields;
   Table tblReviewIntervals;
+  // The possible approvers, on the cached users and groups.
+  CacheQuery qApprovalUsers;
+
+  // After the tables they watch and send.
+  ChangeCapture Capture;
+  TdmCommit Commit;
+  transport::TRpcDataSetMonitor& monDoc = Capture.monDoc;
+  transport::TRpcDataSetMonitor& monDocFields = Capture.monDocFields;
+  transport::TRpcDataSetMonitor& monUsers = Capture.monUsers;
+  transport::TRpcDataSetMonitor& monCodes = Capture.monCodes;
+  transport::TRpcDataSetMonitor& monWebForm = Capture.monWebForm;
+  transport::TRpcDataSetMonitor& monPublishedDocs = Capture.monPublishedDocs;
+
+  // The result objects of the fetches, each wired to its handlers.
+  FetchResults Results;
 
   // Files extracted from the cache for this session, deleted when the module goes.
   std::vector<std::string> TempFiles;
@@ -139,7 +211,6 @@ class Tdm final : private ConnectionOwner {
  private:
   void RefetchStaleData() override;
   void ServerReachable(bool Reachable) override;
-  void RequestFetch(const char* Routine);
   void DataModuleCreate();
   void DataModuleDestroy();
 
@@ -147,7 +218,6 @@ class Tdm final : private ConnectionOwner {
   bool isCloudPlatform_;
   platform::SystemServices& system_;
   foundation::LogContext& context_;
-  std::vector<std::string> requestedFetches_;
 };
 
 }  // namespace quillorn::data

@@ -1,0 +1,129 @@
+#include "data/change_capture.h"
+
+#include <algorithm>
+#include <cstdio>
+#include <filesystem>
+#include <fstream>
+#include <stdexcept>
+#include <system_error>
+
+#include "data/proc_name_scope.h"
+#include "data/tdm.h"
+#include "foundation/log.h"
+#include "foundation/paths.h"
+#include "transport/rpc_value.h"
+
+namespace quillorn::data {
+
+namespace {
+
+using foundation::LogTrace;
+
+bool LessIgnoringCase(const std::string& a, const std::string& b) {
+  return foundation::UpperCase(a) < foundation::UpperCase(b);
+}
+
+void Activate(transport::TRpcDataSetMonitor& monitor, MonitoredTable& table) {
+  monitor.SetDataSet(&table);
+  monitor.SetActive(true);
+}
+
+}  // namespace
+
+std::vector<std::string> CacheFilesOf(const std::string& CacheDir, const std::string& TableName) {
+  std::vector<std::string> names;
+  const std::string prefix = foundation::UpperCase(TableName) + ".";
+  std::error_code ec;
+  for (std::filesystem::directory_iterator it(foundation::PathFromUtf8(CacheDir), ec), end; !ec && it != end;
+       it.increment(ec)) {
+    if (!it->is_regular_file(ec)) continue;
+    std::string name = foundation::Utf8FromPath(it->path().filename());
+    if (foundation::UpperCase(name).rfind(prefix, 0) == 0) names.push_back(std::move(name));
+  }
+  std::sort(names.begin(), names.end(), LessIgnoringCase);
+  return names;
+}
+
+std::string GetNextCacheFileName(const std::string& CacheDir, const std::string& TableName) {
+  const std::vector<std::string> names = CacheFilesOf(CacheDir, TableName);
+  if (names.empty()) return TableName + ".000";
+  const std::string& last = names.back();
+  const std::string digits = last.size() >= 3 ? last.substr(last.size() - 3) : last;
+  if (digits.size() != 3 || !std::all_of(digits.begin(), digits.end(), [](char c) { return c >= '0' && c <= '9'; })) {
+    throw std::invalid_argument("'" + digits + "' is not a valid integer value");
+  }
+  char number[16];
+  std::snprintf(number, sizeof number, "%.3d", std::stoi(digits) + 1);
+  return TableName + "." + number;
+}
+
+ChangeCapture::ChangeCapture(Tdm& dm)
+    : dm_(dm),
+      docTable_(dm.tblDoc),
+      docFieldsTable_(dm.tblDocFields),
+      usersTable_(dm.tblUsers),
+      codesTable_(dm.tblCodes),
+      webFormTable_(dm.tblWebForm),
+      publishedDocsTable_(dm.tblPublishedDocs) {
+  Activate(monDoc, docTable_);
+  Activate(monDocFields, docFieldsTable_);
+  Activate(monUsers, usersTable_);
+  Activate(monCodes, codesTable_);
+  Activate(monWebForm, webFormTable_);
+  Activate(monPublishedDocs, publishedDocsTable_);
+}
+
+void ChangeCapture::SaveToCache(const std::string& TableName, transport::TRpcDataSetMonitor* Monitor) {
+  ProcNameScope proc("dm.SaveToCache");
+  if (Monitor == nullptr || !Monitor->Changed()) return;
+  const std::string& cacheDir = dm_.Folders().CacheDir;
+  // Named before the changes leave the monitor: a name that cannot be made
+  // leaves them where they were, for the next save.
+  const std::string fileName = GetNextCacheFileName(cacheDir, TableName);
+  const transport::TRpcValue changes = Monitor->ExtractChanges();
+  if (changes.IsNull()) return;
+  {
+    std::ofstream file(foundation::PathFromUtf8(cacheDir + fileName), std::ios::binary | std::ios::trunc);
+    const std::string code = changes.toCode();
+    file.write(code.data(), static_cast<std::streamsize>(code.size()));
+    file.close();
+    if (!file) throw std::runtime_error("Cannot create file \"" + cacheDir + fileName + "\".");
+  }
+  dm_.cacheExecSQL("insert into CACHELOG (FILENAME, USER_ID) values ('" + fileName + "'," +
+                   std::to_string(dm_.UserID) + ")");
+  LogTrace("SaveToCache (" + std::to_string(dm_.sessionID) + ")",
+           "Log name: " + TableName + "\tDelta file: " + fileName);
+}
+
+void ChangeCapture::SaveData(const std::string& TableName, transport::TRpcDataSetMonitor* Monitor,
+                             const std::string& KeyFields) {
+  ProcNameScope proc("dm.SaveData");
+  SaveToCache(TableName, Monitor);
+  if (dm_.mIsServerReachable()) dm_.CommitToServer(TableName, KeyFields);
+}
+
+void ChangeCapture::SaveDocData() {
+  if (dm_.tblDoc.Active()) SaveData(dm_.tblDoc.TableName(), &monDoc, "DOC_ID");
+}
+
+void ChangeCapture::SavePublishedDocs() {
+  if (dm_.tblPublishedDocs.Active()) {
+    SaveData(dm_.tblPublishedDocs.TableName(), &monPublishedDocs, "DOC_NO;SOURCE_TYPE");
+  }
+}
+
+void ChangeCapture::SaveWebFormData() {
+  if (dm_.tblWebForm.Active()) SaveData(dm_.tblWebForm.TableName(), &monWebForm, "DOC_NO");
+}
+
+void ChangeCapture::SaveDocFields() {
+  if (dm_.tblDocFields.Active()) SaveData("CODES", &monDocFields, "");
+}
+
+void ChangeCapture::SaveAllData() {
+  SaveDocFields();
+  SaveDocData();
+  SaveWebFormData();
+}
+
+}  // namespace quillorn::data
