@@ -70,6 +70,18 @@ TEST(Tdm, BadPortRangeMeansNoModule) {
   EXPECT_THROW(instance.Create(), std::invalid_argument);
 }
 
+// The statements of the fetches this instance sent, in order.
+std::vector<std::string> Fetches(const TracedContext& traced) {
+  const std::string trace = traced.Trace();
+  const std::string mark = "\tSERVER CALL from FetchData\tselect SQL: ";
+  std::vector<std::string> out;
+  for (std::size_t at = trace.find(mark); at != std::string::npos; at = trace.find(mark, at + 1)) {
+    const std::size_t from = at + mark.size();
+    out.push_back(trace.substr(from, trace.find("\r\n", from) - from));
+  }
+  return out;
+}
+
 TEST(Tdm, ReturnToOnlineFetchesWhatStillComesFromTheCache) {
   struct Case {
     const char* name;
@@ -79,19 +91,21 @@ TEST(Tdm, ReturnToOnlineFetchesWhatStillComesFromTheCache) {
   const std::vector<Case> cases = {
       {"all from the cache",
        {},
-       {"OpenDocFields", "OpenUsers", "OpenUserGroupLinks", "OpenGroups", "OpenCodes", "OpenTemplates"}},
+       {kDocFieldsSql, kUsersSql, kUserGroupLinksSql, kGroupsSql, kCodesSql, kTemplatesSql}},
       {"users and codes live",
        {[](Tdm& d) { return &d.mUsersLive; }, [](Tdm& d) { return &d.mCodesLive; }},
-       {"OpenDocFields", "OpenUserGroupLinks", "OpenGroups", "OpenTemplates"}},
+       {kDocFieldsSql, kUserGroupLinksSql, kGroupsSql, kTemplatesSql}},
       {"all live but the templates (the logo is never refetched)",
        {[](Tdm& d) { return &d.mDocFieldsLive; }, [](Tdm& d) { return &d.mUsersLive; },
         [](Tdm& d) { return &d.mUserGroupLinksLive; }, [](Tdm& d) { return &d.mGroupsLive; },
         [](Tdm& d) { return &d.mCodesLive; }},
-       {"OpenTemplates"}},
+       {kTemplatesSql}},
   };
   for (const Case& c : cases) {
     SCOPED_TRACE(c.name);
     Instance instance;
+    instance.WriteAddInIni("[Connection Settings]\r\nPort=" + std::to_string(DeadPort()) +
+                           "\r\nLocal_Address=127.0.0.1\r\n");
     auto dm = instance.Create();
     std::vector<bool> reported;
     dm->FReachableEvent = [&](Tdm& sender, bool reachable) {
@@ -100,14 +114,14 @@ TEST(Tdm, ReturnToOnlineFetchesWhatStillComesFromTheCache) {
     };
     for (auto flag : c.live) *flag(*dm) = true;
     dm->SetIsServerReachable(true);  // the first report: start-up fetches anyway
-    EXPECT_TRUE(dm->RequestedFetches().empty());
+    EXPECT_TRUE(Fetches(instance.traced).empty());
     dm->SetIsServerReachable(false);
     dm->SetIsServerReachable(false);
-    EXPECT_TRUE(dm->RequestedFetches().empty());
+    EXPECT_TRUE(Fetches(instance.traced).empty());
     dm->SetIsServerReachable(true);
-    EXPECT_EQ(dm->RequestedFetches(), c.fetches);
+    EXPECT_EQ(Fetches(instance.traced), c.fetches);
     dm->SetIsServerReachable(true);
-    EXPECT_EQ(dm->RequestedFetches(), c.fetches);
+    EXPECT_EQ(Fetches(instance.traced), c.fetches);
     EXPECT_EQ(reported, (std::vector<bool>{true, false, false, true, true}));
   }
 }
@@ -184,6 +198,8 @@ TEST(Tdm, TwoInstancesShareOneCacheAndKeepTheirOwnState) {
   TempFolder shared;
   Instance word(shared.Dir());
   Instance excel(shared.Dir());
+  word.WriteAddInIni("[Connection Settings]\r\nPort=" + std::to_string(DeadPort()) +
+                     "\r\nLocal_Address=127.0.0.1\r\n");
   auto wordDm = word.Create();
   auto excelDm = excel.Create();
   wordDm->LoadFromCache(wordDm->tblFiles);
@@ -194,8 +210,8 @@ TEST(Tdm, TwoInstancesShareOneCacheAndKeepTheirOwnState) {
   wordDm->SetIsServerReachable(true);
   wordDm->SetIsServerReachable(false);
   wordDm->SetIsServerReachable(true);
-  EXPECT_EQ(wordDm->RequestedFetches().size(), 6u);
-  EXPECT_TRUE(excelDm->RequestedFetches().empty());
+  EXPECT_EQ(Fetches(word.traced).size(), 6u);
+  EXPECT_TRUE(Fetches(excel.traced).empty());
   EXPECT_FALSE(excelDm->mIsServerReachable());
   // Each instance traces into its own folder.
   EXPECT_TRUE(word.traced.Traced("cacheLookup", "select DOC_ID from FILES where SESSION_ID=11") == false);
