@@ -19,6 +19,7 @@
 #include "server/function_table.h"
 #include "server/rpc_server.h"
 #include "server/store.h"
+#include "server/submit_functions.h"
 
 namespace {
 
@@ -62,6 +63,7 @@ int main(int argc, char** argv) {
 
     server::FunctionTable functions;
     for (auto& [name, function] : server::Catalogue(store)) functions.Register(name, log.Wrap(name, function));
+    for (auto& [name, function] : server::SubmitFunctions(store)) functions.Register(name, log.Wrap(name, function));
 
     server::ServerOptions options;
     options.Port = port;
