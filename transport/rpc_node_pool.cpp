@@ -7,6 +7,20 @@
 namespace quillorn::transport {
 namespace {
 
+// Under the address sanitizer every block goes to the heap, so that a node used
+// after it was freed is caught instead of hidden in a free list.
+#if defined(__SANITIZE_ADDRESS__)
+constexpr bool kPassThrough = true;
+#elif defined(__has_feature)
+#if __has_feature(address_sanitizer)
+constexpr bool kPassThrough = true;
+#else
+constexpr bool kPassThrough = false;
+#endif
+#else
+constexpr bool kPassThrough = false;
+#endif
+
 // Classes of 16-byte steps up to 256, then powers of two up to kMaxPooledSize.
 constexpr int kSmallClasses = 16;
 constexpr int kClasses = kSmallClasses + 4;  // 512, 1024, 2048, 4096
@@ -118,7 +132,7 @@ void* Refill(ThreadCache& cache, int c) {
 }  // namespace
 
 void* PoolAllocate(std::size_t size) {
-  if (size > kMaxPooledSize) return ::operator new(size);
+  if (kPassThrough || size > kMaxPooledSize) return ::operator new(size);
   ThreadCache& cache = t_cache;
   if (!cache.registered) {
     cache.registered = true;
@@ -141,7 +155,7 @@ void* PoolAllocate(std::size_t size) {
 
 void PoolFree(void* block, std::size_t size) noexcept {
   if (block == nullptr) return;
-  if (size > kMaxPooledSize) {
+  if (kPassThrough || size > kMaxPooledSize) {
     ::operator delete(block);
     return;
   }
