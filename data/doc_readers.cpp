@@ -1,0 +1,22 @@
+#include "data/doc_readers.h"
+
+namespace quillorn::data {
+
+bool IsGlobalTemplate(Tdm& dm) {
+  Table& doc = dm.tblDoc;
+  return doc.Active() && !doc.FieldByName("FRAMEWORK").IsNull() && doc.FieldByName("FRAMEWORK").AsInteger() == -2;
+}
+
+bool IsWebForm(Tdm& dm) {
+  Table& doc = dm.tblDoc;
+  return doc.Active() && doc.FieldByName("WEB_FORM").AsString() == "Y";
+}
+
+void SetDocTemplateID(Tdm& dm, std::int32_t TemplateID) {
+  Table& doc = dm.tblDoc;
+  if (!doc.Active()) return;
+  if (doc.State() != DataSetState::Edit && doc.State() != DataSetState::Insert) doc.Edit();
+  doc.FieldByName("TEMPLATE_ID").SetValue(Variant(TemplateID));
+}
+
+}  // namespace quillorn::data
