@@ -1,6 +1,7 @@
 #!/usr/bin/env bash
-# The demonstration behind `make demo`: what the simulator can show so far,
-# narrated step by step. Everything happens in a temporary folder.
+# The demonstration behind `make demo`: Word and Excel with the add-in side by
+# side, the server going away and coming back, then the simulated hosts and the
+# wire tools, narrated step by step. Everything happens in a temporary folder.
 set -euo pipefail
 QUILLORN="${1:?usage: demo.sh PATH-TO-quillorn}"
 work="$(mktemp -d)"
@@ -10,6 +11,9 @@ say() { printf '\n== %s\n' "$*"; }
 
 say "The program and its version"
 "$QUILLORN" --version
+
+say "Word and Excel with the add-in, the server going away and coming back"
+"$QUILLORN" sim run "$(dirname "$0")/../tests/scenarios/demo.scn" --home "$work/desktop"
 
 say "A simulated Word opens a new document and shows what it carries"
 "$QUILLORN" sim open "$work/Policy.docx" --host word

@@ -4,6 +4,7 @@
 // a failure and never hides one.
 #pragma once
 
+#include <cstdint>
 #include <map>
 #include <optional>
 #include <ostream>
@@ -56,6 +57,8 @@ class ScenarioRunner {
   void ReportChanges(const Snapshot& before);
   // ${HOST.session} becomes that host's session number.
   std::string Expand(const std::string& text);
+  // The name of a host that runs or ran; raises for one never started.
+  std::string KnownHost(const std::string& word);
 
   void Say(const std::string& text);
 
@@ -63,6 +66,7 @@ class ScenarioRunner {
   std::ostream& out_;
   std::string label_;
   bool trace_;
+  std::map<std::string, std::int32_t> sessions_;  // by host name, the latest start
 };
 
 // The time stamp of the narration: simulated seconds since the run began.
