@@ -69,10 +69,9 @@ class CatalogueServer {
   int port_ = 0;
 };
 
-// One add-in instance's data module on a server port, its log context made
-// current for the test's lifetime so that the routines trace into its folder.
+// One add-in instance's data module on a server port, tracing into its folder.
 struct DmInstance {
-  explicit DmInstance(int port) : scope(traced.context) {
+  explicit DmInstance(int port) {
     cache = traced.folder.Dir() + "Cache/";
     std::filesystem::create_directories(cache);
     foundation::testing::WriteAll(traced.folder.Path() / kAddInIniName,
@@ -86,7 +85,6 @@ struct DmInstance {
 
   foundation::testing::TempFolder app;
   TracedContext traced;
-  foundation::ContextScope scope;
   std::string cache;
   platform::ManualClock clock;
   platform::QueueMainLoop loop{&clock};

@@ -7,15 +7,12 @@
 #include "data/login_dialog.h"
 #include "data/lookups.h"
 #include "data/proc_name_scope.h"
+#include "foundation/context.h"
 #include "foundation/paths.h"
 
 namespace quillorn::data {
 
 namespace {
-
-// The second user member beside UserID: declared once, assigned nowhere, so
-// whatever reads it reads 0.
-constexpr std::int32_t kUnassignedUserID = 0;
 
 int AsUserId(const Variant& value) {
   if (value.IsEmptyOrNull()) return 0;
@@ -29,6 +26,7 @@ int AsUserId(const Variant& value) {
 }  // namespace
 
 int AuthenticateUser(Tdm& dm, const std::string& Login, const std::string& Password) {
+  foundation::ContextScope scope(dm.Context());
   ProcNameScope proc("dm.AuthenticateUser");
   if (!dm.mIsServerReachable()) {
     // Read the settings again, so that a fixed ini file counts at the user's retry.
@@ -53,6 +51,7 @@ int AuthenticateUser(Tdm& dm, const std::string& Login, const std::string& Passw
 }
 
 int PromptUserForLogin(Tdm& dm, platform::Prompts& Prompts, int OfficeVersion) {
+  foundation::ContextScope scope(dm.Context());
   ProcNameScope proc("dm.GetUserID");
   TdlgLogin dialog(Prompts, [&dm](const std::string& login, const std::string& password) {
     return AuthenticateUser(dm, login, password);
@@ -94,7 +93,8 @@ std::string GetGivenName(Tdm& dm, int UserId) {
 std::string GetSurname(Tdm& dm, int UserId) { return UsersAt(dm, UserId).FieldByName("surname").AsString(); }
 
 std::string GetUserLogin(Tdm& dm) {
-  const Variant login = dm.tblUsers.Lookup("user_id", Variant(kUnassignedUserID), "login");
+  // mUserID is never assigned: this asks for user 0.
+  const Variant login = dm.tblUsers.Lookup("user_id", Variant(static_cast<std::int32_t>(dm.mUserID)), "login");
   return login.IsEmptyOrNull() ? std::string() : login.AsString();
 }
 

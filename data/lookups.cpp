@@ -5,7 +5,10 @@
 #include <string>
 #include <utility>
 
+#include "data/fetching.h"
 #include "data/proc_name_scope.h"
+#include "data/remote_catalogue.h"
+#include "foundation/context.h"
 #include "foundation/log.h"
 #include "transport/rpc_dataset.h"
 #include "transport/rpc_value.h"
@@ -40,10 +43,11 @@ Variant FirstRowValue(const transport::TRpcDataSet& set) {
 }  // namespace
 
 Variant lookup(Tdm& dm, const std::string& SQL) {
+  foundation::ContextScope scope(dm.Context());
   ProcNameScope proc("dm.lookup");
   Variant result(std::int32_t{0});
   transport::TRpcClientModule& module = dm.Connection.ClientModule;
-  module.Prepare("select").SetText("sql", SQL);
+  PrepareSelect(module, SQL);
   foundation::LogTrace("SERVER CALL: select (WAIT FOR RESULT)", "SQL: " + SQL);
   // No limit of our own: the transport's reposts decide when to give up.
   const TRpcValue reply = module.Execute(true, 0, true);
@@ -68,10 +72,11 @@ Variant lookup(Tdm& dm, const std::string& Fields, const std::string& Table, con
 }
 
 bool ExecSQL(Tdm& dm, const std::string& SQL) {
+  foundation::ContextScope scope(dm.Context());
   ProcNameScope proc("dm.ExecSQL");
   foundation::LogTrace("SERVER CALL:  execsql (WAIT FOR RESULT)", "SQL: " + SQL);
   transport::TRpcClientModule& module = dm.Connection.ClientModule;
-  module.Prepare("execsql").SetString("sql", SQL);
+  PrepareExecSql(module, SQL);
   const TRpcValue reply = module.Execute(true, 0, true);
   switch (reply.ValueType()) {
     case TRpcValueTypes::rpc_Boolean:
@@ -86,9 +91,9 @@ bool ExecSQL(Tdm& dm, const std::string& SQL) {
 }
 
 std::string getCodeVal(Tdm& dm, const std::string& DType, const std::string& Code) {
-  // What OpenCodes(false) gives a reader at once: the cached codes. A fetch it
-  // might start would only arrive later.
-  dm.LoadFromCache(dm.tblCodes);
+  foundation::ContextScope scope(dm.Context());
+  // A fetch that this may start lands later: the answer is what the cache holds now.
+  OpenCodes(dm, false);
   const Variant value = dm.tblCodes.Lookup("d_type;code", Variant(platform::VariantList{DType, Code}), "val");
   return value.IsEmptyOrNull() ? std::string() : value.AsString();
 }

@@ -4,6 +4,8 @@
 #include <string>
 
 #include "data/proc_name_scope.h"
+#include "foundation/context.h"
+#include "data/remote_catalogue.h"
 #include "transport/rpc_value.h"
 
 namespace quillorn::data {
@@ -17,6 +19,7 @@ std::string PreviewServerHost(const std::string& Url) {
 }
 
 bool DoesPreviewFormExist(Tdm& dm, std::int32_t DocNo) {
+  foundation::ContextScope scope(dm.Context());
   ProcNameScope proc("dm.DoesPreviewFormExist");
   auto& connection = dm.Connection;
   bool result = false;
@@ -28,7 +31,7 @@ bool DoesPreviewFormExist(Tdm& dm, std::int32_t DocNo) {
         dm.cacheLookup("select val from codes where d_type='WEB_SERVER' and code='INFO_PORT'"), "");
     connection.RpcHttpClient.SetServerAddr(PreviewServerHost(url));
     connection.RpcHttpClient.SetServerPort(port);
-    connection.RpcClientModule.Prepare("FormPreviewAvailable").SetInteger("doc_no", DocNo);
+    PrepareFormPreviewAvailable(connection.RpcClientModule, DocNo);
     const transport::TRpcValue reply = connection.RpcClientModule.Execute(true, dm.CurrentServerTimeout(), true);
     result = reply.ValueType() == transport::TRpcValueTypes::rpc_Boolean && reply.AsBoolean();
   } catch (const std::exception&) {

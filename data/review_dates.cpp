@@ -7,6 +7,7 @@
 
 #include "data/lookups.h"
 #include "data/proc_name_scope.h"
+#include "foundation/context.h"
 #include "foundation/paths.h"
 
 namespace quillorn::data {
@@ -65,6 +66,7 @@ foundation::TDateTime IncMonth(foundation::TDateTime Date, int Months) {
 }
 
 void CalcAndSetReviewDate(Tdm& dm, platform::Prompts& Prompts, const std::string& Interval, Table& Doc) {
+  foundation::ContextScope scope(dm.Context());
   ProcNameScope proc("dm.CalcAndSetReviewDate");
   if (Interval == "0") {
     if (!Doc.FieldByName("NEXT_REVIEW").IsNull()) {
