@@ -190,6 +190,8 @@ TEST(Fetching, TemplatesRefreshSweepsWhatTheServerDroppedAndKeepsStoredFiles) {
   instance.Cache("insert into TEMPLATES (DOC_NO, DOC_NAME, SOURCE, OLD) values (20, 'Gone (1)', 'gone', false)");
   dm.tblTemplates.Close();
   // Offline all the same: the templates are asked for whatever the state.
+  instance.GoOnline();
+  dm.SetIsServerReachable(false);
   OpenTemplates(dm, true);
   ASSERT_TRUE(instance.WaitForReturn(*dm.Results.TemplatesResult));
   EXPECT_TRUE(dm.mTemplatesLive);
@@ -253,6 +255,8 @@ TEST(Fetching, AFailedSelectLeavesTheTableAndItsFlag) {
 
 TEST(Fetching, CopyMatchesRowsByTheirKeysOrReplacesAKeylessTable) {
   FetchInstance instance(DeadPort());
+  // Called here directly, not through the module: its log is made current by hand.
+  foundation::ContextScope scope(instance.traced.context);
   Tdm& dm = *instance.dm;
   dm.LoadFromCache(dm.tblDocPermissions);
   instance.Cache("insert into DOC_PERMISSIONS (DOC_ID, USER_ID, P_EDIT, P_VIEW) values (5, 3, 'N', 'Y')");
@@ -302,13 +306,18 @@ TEST(Fetching, CopyMatchesRowsByTheirKeysOrReplacesAKeylessTable) {
 
 TEST(Fetching, ARowThatFailsToPostIsLoggedAndTheRestArrive) {
   FetchInstance instance(DeadPort());
+  // Called here directly, not through the module: its log is made current by hand.
+  foundation::ContextScope scope(instance.traced.context);
   Tdm& dm = *instance.dm;
   dm.LoadFromCache(dm.tblGroups);
   TRpcDataSet groups;
   groups.AddField("GROUP_ID", TRpcFieldTypes::ft_Integer);
   groups.AddField("GROUP_NAME", TRpcFieldTypes::ft_String);
   groups.AppendRow().SetInteger("GROUP_ID", 1);
-  groups.AppendRow().SetText("GROUP_NAME", "no id");  // GROUP_ID is NOT NULL in the cache
+  // GROUPS is keyed in the cache but not matched by the copy: a second row 1 fails.
+  auto& twice = groups.AppendRow();
+  twice.SetInteger("GROUP_ID", 1);
+  twice.SetText("GROUP_NAME", "again");
   groups.AppendRow().SetInteger("GROUP_ID", 3);
   EXPECT_EQ(CopyRpcDataSetRowsToLocal(groups, dm.tblGroups, ""), 3);
   EXPECT_EQ(dm.tblGroups.RecordCount(), 2);

@@ -102,8 +102,12 @@ TEST(RemoteCatalogue, SendFileReplyClearsTheMarkOfThatDocumentOnly) {
 }
 
 TEST(RemoteCatalogue, YouThereTrueGoesOnlineInTheDeferredPass) {
-  FetchInstance instance(DeadPort());
+  // A live server: going online sends the refetches, and a dead one would fail
+  // them and turn the state back at once.
+  FetchServer server;
+  FetchInstance instance(server.Port());
   Tdm& dm = *instance.dm;
+  instance.GoOnline();
   dm.Connection.HttpClientConnectFail();  // offline, the reconnect ping running
   ASSERT_TRUE(dm.Connection.Timer1.Enabled());
   TRpcValue data = Call("youthere");
