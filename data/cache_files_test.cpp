@@ -267,6 +267,28 @@ TEST(DocReaders, AnswerFalseOnAClosedTableAndReadTheCurrentRow) {
   SetDocTemplateID(dm, 78);
   EXPECT_EQ(dm.tblDoc.State(), DataSetState::Insert);
   EXPECT_EQ(dm.tblDoc.FieldByName("TEMPLATE_ID").AsInteger(), 78);
+  dm.tblDoc.Cancel();
+}
+
+TEST(DocReaders, KeywordsArePartedByBlanksOnly) {
+  DmInstance instance(testing::DeadPort());
+  Tdm& dm = *instance.dm;
+  dm.LoadFromCache(dm.tblDoc);
+  ASSERT_TRUE(dm.cacheExecSQL("insert into DOCS (DOC_ID) values (1)"));
+  dm.tblDoc.Refresh();
+  dm.tblDoc.Edit();
+  struct Case {
+    const char* text;
+    const char* stored;
+  };
+  for (const Case& c : std::vector<Case>{{"a,b;c/d\\e.f", "a b c d e f"},
+                                         {"iso 9001, audit;;plan", "iso 9001  audit  plan"},
+                                         {"v1.2/rev", "v1 2 rev"},
+                                         {"plain words", "plain words"},
+                                         {",;/\\.", "     "}}) {
+    tblDocKEYWORDSSetText(dm.tblDoc, c.text);
+    EXPECT_EQ(dm.tblDoc.FieldByName("KEYWORDS").AsString(), c.stored) << c.text;
+  }
 }
 
 }  // namespace

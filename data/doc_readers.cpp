@@ -1,5 +1,8 @@
 #include "data/doc_readers.h"
 
+#include <algorithm>
+#include <string>
+
 namespace quillorn::data {
 
 bool IsGlobalTemplate(Tdm& dm) {
@@ -17,6 +20,17 @@ void SetDocTemplateID(Tdm& dm, std::int32_t TemplateID) {
   if (!doc.Active()) return;
   if (doc.State() != DataSetState::Edit && doc.State() != DataSetState::Insert) doc.Edit();
   doc.FieldByName("TEMPLATE_ID").SetValue(Variant(TemplateID));
+}
+
+void tblDocKEYWORDSSetText(Table& Doc, const std::string& Text) {
+  Field keywords = Doc.FieldByName("KEYWORDS");
+  std::string text = Text;
+  // One separator after the other, each step written: whoever watches the
+  // field sees the same changes as ever.
+  for (char separator : {',', ';', '/', '\\', '.'}) {
+    std::replace(text.begin(), text.end(), separator, ' ');
+    keywords.SetValue(Variant(text));
+  }
 }
 
 }  // namespace quillorn::data

@@ -1,9 +1,10 @@
-// Small readers and one writer of the current document row (tblDoc) that the
-// pane and the workflow share. Each answers false on a closed table instead of
+// Small readers and writers of the current document row (tblDoc) that the pane
+// and the workflow share. The readers answer false on a closed table instead of
 // raising; none of them posts.
 #pragma once
 
 #include <cstdint>
+#include <string>
 
 #include "data/tdm.h"
 
@@ -16,5 +17,10 @@ bool IsWebForm(Tdm& dm);
 // Sets TEMPLATE_ID of the open row, putting tblDoc into edit state unless it is
 // in one; does nothing when tblDoc is closed.
 void SetDocTemplateID(Tdm& dm, std::int32_t TemplateID);
+
+// Text set into KEYWORDS of a row in edit or insert state: ",", ";", "/", "\"
+// and "." each become a blank, so that keywords are parted by blanks only and
+// no punctuation of the search engine reaches the field.
+void tblDocKEYWORDSSetText(Table& Doc, const std::string& Text);
 
 }  // namespace quillorn::data
