@@ -110,22 +110,5 @@ TEST(TdlgLogin, CancelNeverChecksAndRetryClearsTheResult) {
   EXPECT_THROW(dialog.SetField("edUser", "x"), std::invalid_argument);
 }
 
-TEST(TdlgLogin, LookFollowsTheHostVersion) {
-  struct Case {
-    int version;
-    const char* skin;
-  };
-  for (const Case& c : std::vector<Case>{{2007, "Office2007Blue"},
-                                         {2010, "Office2007Blue"},
-                                         {2013, "Office2013White"},
-                                         {2016, "Office2016Colorful"},
-                                         {2003, ""}}) {
-    ScriptedPrompts prompts;
-    TdlgLogin dialog(prompts, [](const std::string&, const std::string&) { return 0; });
-    dialog.FormShow(c.version);
-    EXPECT_EQ(dialog.SkinName, c.skin) << c.version;
-  }
-}
-
 }  // namespace
 }  // namespace quillorn::data
