@@ -5,6 +5,7 @@
 
 #include <atomic>
 #include <cctype>
+#include <cstdint>
 #include <map>
 #include <mutex>
 #include <new>
@@ -13,14 +14,25 @@
 
 #include "platform/win32/com_ptr.h"
 #include "platform/win32/com_variant.h"
+#include "platform/win32/this_module.h"
 #include "platform/win32/wide_text.h"
 
 namespace quillorn::platform {
 namespace {
 
-// Lets WrapDispatch recognise a server of ours and give back the object behind it.
-// {6E0F5A52-3C1B-4F7E-9B7D-2F8C4A1D9E31}
-constexpr GUID kIID_ObjectDispatch = {0x6e0f5a52, 0x3c1b, 0x4f7e, {0x9b, 0x7d, 0x2f, 0x8c, 0x4a, 0x1d, 0x9e, 0x31}};
+// Lets WrapDispatch recognise a server of ours and give back the object behind
+// it. The id carries this module's load address: a server made by another module
+// (a second copy of this code in another DLL or program) is a foreign object to
+// us and is called through Invoke like any host's.
+const GUID& ObjectDispatchIid() {
+  static const GUID iid = [] {
+    GUID g = {0x6e0f5a52, 0x3c1b, 0x4f7e, {}};
+    const auto base = reinterpret_cast<std::uintptr_t>(ThisModule());
+    for (int i = 0; i < 8; ++i) g.Data4[i] = static_cast<unsigned char>(base >> (8 * i));
+    return g;
+  }();
+  return iid;
+}
 
 std::string Lower(std::string_view s) {
   std::string out(s);
@@ -210,7 +222,7 @@ class ObjectDispatch final : public IDispatch {
 
   HRESULT STDMETHODCALLTYPE QueryInterface(REFIID riid, void** out) override {
     if (out == nullptr) return E_POINTER;
-    if (riid == IID_IUnknown || riid == IID_IDispatch || riid == kIID_ObjectDispatch) {
+    if (riid == IID_IUnknown || riid == IID_IDispatch || riid == ObjectDispatchIid()) {
       *out = static_cast<IDispatch*>(this);
       AddRef();
       return S_OK;
@@ -298,7 +310,7 @@ class ObjectDispatch final : public IDispatch {
 ObjectRef WrapDispatch(IDispatch* dispatch) {
   if (dispatch == nullptr) return nullptr;
   ComPtr<IUnknown> ours;
-  if (SUCCEEDED(dispatch->QueryInterface(kIID_ObjectDispatch, reinterpret_cast<void**>(ours.Put())))) {
+  if (SUCCEEDED(dispatch->QueryInterface(ObjectDispatchIid(), reinterpret_cast<void**>(ours.Put())))) {
     return static_cast<ObjectDispatch*>(static_cast<IDispatch*>(ours.get()))->Object();
   }
   return std::make_shared<DispatchObject>(dispatch);

@@ -37,7 +37,7 @@ if [ ! -f "$WINEPREFIX/.quillorn-ready" ]; then
 fi
 
 status=0
-for program in platform_win32_check; do
+for program in platform_win32_check addin_harness; do
   exe="$BUILD/win/$program.exe"
   [ -f "$exe" ] || { echo "run-under-wine: $exe is missing (make windows)" >&2; exit 2; }
   echo "== $program"

@@ -1,0 +1,383 @@
+// The add-in as an Office host meets it, under Wine: regsvr32 registers the DLL,
+// the keys are read back, the add-in is created by its ProgID and driven as Word
+// drives it (connect, start-up complete, a document opened through a real
+// connection point, begin shutdown, disconnect) against a simulated Word served
+// over IDispatch; then the module's trace and cache are looked at under the
+// prefix's local application data, and regsvr32 /u must leave no key behind.
+#include <windows.h>
+#include <objbase.h>
+#include <shlobj.h>
+
+#include <algorithm>
+#include <filesystem>
+#include <fstream>
+#include <sstream>
+#include <string>
+#include <vector>
+
+#include "hostsim/word.h"
+#include "platform/win32/com_ptr.h"
+#include "platform/win32/wide_text.h"
+#include "win/addin_ids.h"
+#include "win/extensibility.h"
+#include "win/tests/check.h"
+#include "win/tests/sim_word_com.h"
+#include "win/word_events.h"
+
+using namespace quillorn;
+using platform::ComPtr;
+using platform::Utf16FromUtf8;
+using platform::Utf8FromUtf16;
+
+namespace {
+
+namespace fs = std::filesystem;
+
+std::wstring HarnessFolder() {
+  wchar_t path[MAX_PATH] = {};
+  ::GetModuleFileNameW(nullptr, path, MAX_PATH);
+  std::wstring p = path;
+  return p.substr(0, p.find_last_of(L'\\') + 1);
+}
+
+std::wstring AddInPath() { return HarnessFolder() + L"QuillornAddIn.dll"; }
+
+fs::path AppDataDir() {
+  wchar_t local[MAX_PATH] = {};
+  ::SHGetFolderPathW(nullptr, CSIDL_LOCAL_APPDATA, nullptr, SHGFP_TYPE_CURRENT, local);
+  return fs::path(local) / L"Quillorn";
+}
+
+void WriteAddInIni(const std::string& text) {
+  fs::create_directories(AppDataDir());
+  std::ofstream(AppDataDir() / L"QuillornAddIn.ini", std::ios::binary) << text;
+}
+
+// regsvr32's exit code; -1 when it could not run or did not end in a minute.
+int Regsvr32(const std::wstring& switches) {
+  std::wstring command = L"regsvr32.exe " + switches + L" \"" + AddInPath() + L"\"";
+  STARTUPINFOW si{};
+  si.cb = sizeof si;
+  PROCESS_INFORMATION pi{};
+  if (!::CreateProcessW(nullptr, command.data(), nullptr, nullptr, FALSE, 0, nullptr, nullptr, &si, &pi)) return -1;
+  DWORD code = static_cast<DWORD>(-1);
+  if (::WaitForSingleObject(pi.hProcess, 60000) == WAIT_OBJECT_0) ::GetExitCodeProcess(pi.hProcess, &code);
+  ::CloseHandle(pi.hThread);
+  ::CloseHandle(pi.hProcess);
+  std::printf("  regsvr32 %ls -> %ld\n", switches.c_str(), static_cast<long>(code));
+  return static_cast<int>(code);
+}
+
+bool KeyExists(const std::wstring& key) {
+  HKEY h = nullptr;
+  if (::RegOpenKeyExW(HKEY_LOCAL_MACHINE, key.c_str(), 0, KEY_READ | KEY_WOW64_64KEY, &h) != ERROR_SUCCESS) return false;
+  ::RegCloseKey(h);
+  return true;
+}
+
+std::wstring ReadText(const std::wstring& key, const wchar_t* name) {
+  wchar_t buffer[1024] = {};
+  DWORD size = sizeof buffer;
+  if (::RegGetValueW(HKEY_LOCAL_MACHINE, key.c_str(), name, RRF_RT_REG_SZ | RRF_SUBKEY_WOW6464KEY, nullptr, buffer,
+                     &size) != ERROR_SUCCESS)
+    return L"<missing>";
+  return buffer;
+}
+
+DWORD ReadNumber(const std::wstring& key, const wchar_t* name) {
+  DWORD value = 0xFFFFFFFF;
+  DWORD size = sizeof value;
+  ::RegGetValueW(HKEY_LOCAL_MACHINE, key.c_str(), name, RRF_RT_REG_DWORD | RRF_SUBKEY_WOW6464KEY, nullptr, &value,
+                 &size);
+  return value;
+}
+
+std::wstring GuidText(const GUID& guid) {
+  wchar_t text[40] = {};
+  ::StringFromGUID2(guid, text, 40);
+  return text;
+}
+
+const std::wstring kClassKey = L"Software\\Classes\\CLSID\\" + GuidText(win::kCLSID_QuillornInterface);
+const std::wstring kProgIdKey = L"Software\\Classes\\QuillornAddIn.QuillornInterface";
+std::wstring AddInKey(const wchar_t* host) {
+  return std::wstring(L"Software\\Microsoft\\Office\\") + host + L"\\Addins\\QuillornAddIn.QuillornInterface";
+}
+const wchar_t* const kHosts[] = {L"Word", L"Excel", L"PowerPoint"};
+
+std::string Narrow(const std::wstring& w) { return Utf8FromUtf16(w); }
+
+CHECK_CASE(RegistrationWritesTheClassTheLibraryAndTheOfficeKeys) {
+  WriteAddInIni("");  // no Publisher setting: Word, Excel and PowerPoint only
+  CHECK_EQ(Regsvr32(L"/s"), 0);
+
+  CLSID clsid{};
+  CHECK_EQ(::CLSIDFromProgID(L"QuillornAddIn.QuillornInterface", &clsid), S_OK);
+  CHECK(clsid == win::kCLSID_QuillornInterface);
+  CHECK_EQ(Narrow(ReadText(kClassKey, nullptr)), std::string("QuillornInterface Object"));
+  CHECK_EQ(Narrow(ReadText(kClassKey + L"\\InprocServer32", nullptr)), Narrow(AddInPath()));
+  CHECK_EQ(Narrow(ReadText(kClassKey + L"\\InprocServer32", L"ThreadingModel")), std::string("Apartment"));
+  CHECK_EQ(Narrow(ReadText(kClassKey + L"\\ProgID", nullptr)), std::string("QuillornAddIn.QuillornInterface"));
+
+  for (const wchar_t* host : kHosts) {
+    const std::string note = Narrow(host);
+    CHECK_EQ_NOTE(Narrow(ReadText(AddInKey(host), L"FriendlyName")), std::string("Quillorn"), note);
+    CHECK_EQ_NOTE(Narrow(ReadText(AddInKey(host), L"Description")),
+                  std::string("Integral part of the Quillorn Document Management System"), note);
+    CHECK_EQ_NOTE(ReadNumber(AddInKey(host), L"LoadBehavior"), 3u, note);
+  }
+  CHECK(!KeyExists(AddInKey(L"Publisher")));
+
+  // The type library as a host's tools would read it.
+  ComPtr<ITypeLib> library;
+  CHECK_EQ(::LoadRegTypeLib(win::kLibId, 1, 0, LOCALE_NEUTRAL, library.Put()), S_OK);
+  if (library) {
+    BSTR name = nullptr, doc = nullptr;
+    library->GetDocumentation(-1, &name, &doc, nullptr, nullptr);
+    CHECK_EQ(Narrow(name ? name : L""), std::string("QuillornAddIn"));
+    CHECK_EQ(Narrow(doc ? doc : L""), std::string("QuillornAddIn Library"));
+    ::SysFreeString(name);
+    ::SysFreeString(doc);
+    const struct {
+      GUID guid;
+      TYPEKIND kind;
+      const char* name;
+      const char* doc;
+    } infos[] = {
+        {win::kIID_IQuillornInterface, TKIND_DISPATCH, "IQuillornInterface", "Dispatch interface for QuillornInterface Object"},
+        {win::kCLSID_QuillornInterface, TKIND_COCLASS, "QuillornInterface", "QuillornInterface Object"},
+    };
+    for (const auto& expected : infos) {
+      ComPtr<ITypeInfo> info;
+      CHECK_EQ_NOTE(library->GetTypeInfoOfGuid(expected.guid, info.Put()), S_OK, expected.name);
+      if (!info) continue;
+      TYPEATTR* attr = nullptr;
+      info->GetTypeAttr(&attr);
+      CHECK_EQ_NOTE(attr->typekind, expected.kind, expected.name);
+      info->ReleaseTypeAttr(attr);
+      BSTR info_name = nullptr, info_doc = nullptr;
+      info->GetDocumentation(MEMBERID_NIL, &info_name, &info_doc, nullptr, nullptr);
+      CHECK_EQ(Narrow(info_name ? info_name : L""), std::string(expected.name));
+      CHECK_EQ(Narrow(info_doc ? info_doc : L""), std::string(expected.doc));
+      ::SysFreeString(info_name);
+      ::SysFreeString(info_doc);
+    }
+  }
+
+  // With the Publisher setting on, Publisher is registered too.
+  WriteAddInIni("[Supported Office Apps]\r\nPublisher=Yes\r\n");
+  CHECK_EQ(Regsvr32(L"/s"), 0);
+  CHECK_EQ(ReadNumber(AddInKey(L"Publisher"), L"LoadBehavior"), 3u);
+}
+
+struct TraceLine {
+  std::string where, what;
+};
+
+std::vector<TraceLine> ReadTrace() {
+  std::ifstream in(AppDataDir() / L"AddIn Trace.txt", std::ios::binary);
+  std::vector<TraceLine> lines;
+  std::string line;
+  while (std::getline(in, line)) {
+    if (!line.empty() && line.back() == '\r') line.pop_back();
+    const auto first = line.find('\t');
+    if (first == std::string::npos) continue;
+    const auto second = line.find('\t', first + 1);
+    TraceLine t;
+    t.where = line.substr(first + 1, second == std::string::npos ? std::string::npos : second - first - 1);
+    t.what = second == std::string::npos ? std::string() : line.substr(second + 1);
+    lines.push_back(t);
+  }
+  return lines;
+}
+
+CHECK_CASE(WordDrivesTheAddInThroughItsLifecycle) {
+  fs::remove(AppDataDir() / L"AddIn Trace.txt");
+  // Tracing on, and a server address on this machine that answers nobody.
+  WriteAddInIni(
+      "[Debug]\r\nTrace=true\r\n[Connection Settings]\r\nLocal_Address=127.0.0.1\r\nPort=9\r\n"
+      "Local_TimeOut=1\r\n");
+
+  CLSID clsid{};
+  CHECK_EQ(::CLSIDFromProgID(L"QuillornAddIn.QuillornInterface", &clsid), S_OK);
+  ComPtr<win::IDTExtensibility2> addin;
+  CHECK_EQ(::CoCreateInstance(clsid, nullptr, CLSCTX_INPROC_SERVER, win::kIID_IDTExtensibility2,
+                              reinterpret_cast<void**>(addin.Put())),
+           S_OK);
+  if (!addin) return;
+  // The co-class's own dispatch interface answers too.
+  ComPtr<IDispatch> own;
+  CHECK_EQ(addin->QueryInterface(win::kIID_IQuillornInterface, reinterpret_cast<void**>(own.Put())), S_OK);
+
+  auto word_host = hostsim::WordHost::Create();
+  word_host->version = "16.0";
+  auto* word = new wincheck::SimWordApplication(word_host);
+  ComPtr<IDispatch> application = ComPtr<IDispatch>::Adopt(word);
+
+  std::printf("  OnConnection\n");
+  CHECK_EQ(addin->OnConnection(application.get(), win::ext_cm_Startup, nullptr, nullptr), S_OK);
+  CHECK_EQ(word->SinkCount(), 1u);  // the add-in listens to Word's events
+  std::printf("  OnStartupComplete\n");
+  CHECK_EQ(addin->OnStartupComplete(nullptr), S_OK);
+
+  const std::string document = Narrow(HarnessFolder()) + "harness document.docx";
+  std::printf("  Documents.Open %s\n", document.c_str());
+  auto doc = word_host->Open(document);
+  CHECK(doc != nullptr);
+  // A save through Word: the add-in hears it, and Word's flags come back unchanged.
+  CHECK(word_host->Save(doc));
+  CHECK(!word->last_cancel);
+
+  std::printf("  OnBeginShutdown\n");
+  CHECK_EQ(addin->OnBeginShutdown(nullptr), S_OK);
+  std::printf("  OnDisconnection\n");
+  CHECK_EQ(addin->OnDisconnection(win::ext_dm_HostShutdown, nullptr), S_OK);
+  CHECK_EQ(word->SinkCount(), 0u);  // and stops listening when it goes
+  own = ComPtr<IDispatch>();
+  addin = ComPtr<win::IDTExtensibility2>();
+  ::CoFreeUnusedLibraries();
+
+  const std::vector<TraceLine> trace = ReadTrace();
+  std::printf("  -- the module's trace (%zu lines):\n", trace.size());
+  for (const TraceLine& t : trace) std::printf("  | %s | %s\n", t.where.c_str(), t.what.c_str());
+
+  // The lines of a session, in this order (others may come between them). The
+  // module reads the trace switch at initialisation, so create's lines are not
+  // among them.
+  const struct {
+    const char* where;
+    std::string what;
+    bool prefix;
+  } expected[] = {
+      {"AddInInitialize", "Session: ", true},
+      {"AddInInitialize", "Running in NON cloud mode", false},
+      {"StartupComplete", "", false},
+      {"Word", "OnDocumentOpen", false},
+      {"Word", "OnDocumentChange session: ", true},
+      {"Word", "OnDocumentBeforeSave: SaveAsUI=false", false},
+      {"AddInBeginShutdown", "Begin Shutdown of session: ", true},
+      {"AddInBeginShutdown", "Shutdown of session: ", true},
+      {"AddInFinalize", "", false},
+      {"AddInModuleDestroy", "", false},
+  };
+  std::size_t at = 0;
+  std::string session;
+  for (const auto& e : expected) {
+    std::size_t i = at;
+    while (i < trace.size() && !(trace[i].where == e.where &&
+                                 (e.prefix ? trace[i].what.rfind(e.what, 0) == 0 : trace[i].what == e.what))) {
+      ++i;
+    }
+    CHECK_EQ_NOTE(i < trace.size(), true, std::string("in order: ") + e.where + " " + e.what);
+    if (i < trace.size()) at = i + 1;
+  }
+  // One session number throughout: the one initialisation took.
+  for (const TraceLine& t : trace) {
+    if (t.where == "AddInInitialize" && t.what.rfind("Session: ", 0) == 0) session = t.what.substr(9);
+  }
+  CHECK(!session.empty());
+  for (const TraceLine& t : trace) {
+    if (t.where == "AddInBeginShutdown" && t.what.rfind("Begin Shutdown of session: ", 0) == 0) {
+      CHECK_EQ(t.what.substr(27), session);
+    }
+  }
+  // Create made the cache folder under the prefix's local application data. The
+  // cache file itself is the data module's to open; it does not do so at
+  // initialisation yet, so its presence is reported, not required.
+  CHECK(fs::is_directory(AppDataDir() / L"Cache"));
+  std::printf("  cache.dat %s\n", fs::exists(AppDataDir() / L"Cache" / L"cache.dat") ? "present" : "not created");
+}
+
+CHECK_CASE(UnregistrationLeavesNoKeyBehind) {
+  CHECK_EQ(Regsvr32(L"/u /s"), 0);
+  CHECK(!KeyExists(kClassKey));
+  CHECK(!KeyExists(kProgIdKey));
+  for (const wchar_t* host : {L"Word", L"Excel", L"PowerPoint", L"Publisher"}) {
+    CHECK_EQ_NOTE(KeyExists(AddInKey(host)), false, Narrow(host));
+  }
+  // The Office keys above ours stay: other add-ins live there.
+  CHECK(KeyExists(L"Software\\Microsoft\\Office\\Word\\Addins"));
+  CHECK(!KeyExists(L"Software\\Classes\\TypeLib\\" + GuidText(win::kLibId)));
+  CHECK(!KeyExists(L"Software\\Classes\\Interface\\" + GuidText(win::kIID_IQuillornInterface)));
+  CLSID clsid{};
+  CHECK(FAILED(::CLSIDFromProgID(L"QuillornAddIn.QuillornInterface", &clsid)));
+}
+
+}  // namespace
+
+namespace {
+
+// Handlers that answer Word's questions, to see the answers reach Word.
+struct AnsweringHandlers final : public win::WordAppEvents {
+  bool cancel_close = false;
+  bool cancel_save = false;
+  bool ask_save_as = false;
+  std::vector<std::string> heard;
+
+  void WordAppEventsDocumentOpen(const platform::Variant& Doc) override {
+    heard.push_back("open " + Doc.Get("Name").AsString());
+  }
+  void WordAppEventsDocumentChange() override { heard.push_back("change"); }
+  void WordAppEventsDocumentBeforeSave(const platform::Variant& Doc, bool& SaveAsUI, bool& Cancel) override {
+    heard.push_back("save " + Doc.Get("Name").AsString() + (SaveAsUI ? " ui" : ""));
+    SaveAsUI = ask_save_as;
+    Cancel = cancel_save;
+  }
+  void WordAppEventsDocumentBeforeClose(const platform::Variant& Doc, bool& Cancel) override {
+    heard.push_back("close " + Doc.Get("Name").AsString());
+    Cancel = cancel_close;
+  }
+  void WordAppEventsDocumentBeforePrint(const platform::Variant&, bool&) override { heard.push_back("print"); }
+  void WordAppEventsWindowActivate(const platform::Variant&, const platform::Variant&) override {
+    heard.push_back("activate");
+  }
+  void WordAppEventsWindowDeactivate(const platform::Variant&, const platform::Variant&) override {
+    heard.push_back("deactivate");
+  }
+};
+
+CHECK_CASE(WordEventsArriveByTheirIdsAndCancelGoesBack) {
+  auto word_host = hostsim::WordHost::Create();
+  auto* word = new wincheck::SimWordApplication(word_host);
+  ComPtr<IDispatch> application = ComPtr<IDispatch>::Adopt(word);
+  AnsweringHandlers handlers;
+  std::vector<std::string> errors;
+  auto sink = win::ConnectWordEvents(application.get(), handlers, [&](std::exception_ptr e) {
+    try {
+      std::rethrow_exception(e);
+    } catch (const std::exception& x) {
+      errors.push_back(x.what());
+    }
+  });
+  CHECK_EQ(word->SinkCount(), 1u);
+
+  auto doc = word_host->Open(Narrow(HarnessFolder()) + "events.docx");
+  const std::size_t after_open = handlers.heard.size();
+  CHECK(after_open >= 1 && handlers.heard[0] == "open events.docx");
+
+  // Cancel by reference: a refused save writes nothing, a refused close keeps
+  // the document open; then both are let through.
+  handlers.cancel_save = true;
+  CHECK(!word_host->Save(doc));
+  CHECK(word->last_cancel);
+  handlers.cancel_save = false;
+  CHECK(word_host->Save(doc));
+  CHECK(!word->last_cancel);
+  handlers.cancel_close = true;
+  CHECK(!word_host->Close(doc));
+  CHECK_EQ(word_host->Documents().size(), 1u);
+  handlers.cancel_close = false;
+  CHECK(word_host->Close(doc));
+  CHECK_EQ(word_host->Documents().size(), 0u);
+  CHECK(std::find(handlers.heard.begin(), handlers.heard.end(), "save events.docx") != handlers.heard.end());
+  CHECK(std::find(handlers.heard.begin(), handlers.heard.end(), "close events.docx") != handlers.heard.end());
+  CHECK(errors.empty());
+
+  sink->Disconnect();
+  CHECK_EQ(word->SinkCount(), 0u);
+  const std::size_t before = handlers.heard.size();
+  word_host->Open(Narrow(HarnessFolder()) + "unheard.docx");
+  CHECK_EQ(handlers.heard.size(), before);  // nothing after the sink is gone
+}
+
+}  // namespace
