@@ -33,9 +33,10 @@ void LogServerException(const std::string& after, const TRpcValue& result) {
 void PostSecondPass(Tdm& dm, Table* table, TRpcDataSetMonitor* monitor, const TRpcValue& data,
                     const TRpcValue& result) {
   std::weak_ptr<Tdm*> alive = dm.Results.Alive;
-  dm.Connection.HttpClient.Loop().Post([alive, table, monitor, data = TRpcValue(data), result = TRpcValue(result)]() mutable {
-    if (auto self = alive.lock()) ProcessRpcResult(**self, table, monitor, nullptr, data, result);
-  });
+  auto pass = [alive, table, monitor, call = TRpcValue(data), reply = TRpcValue(result)]() mutable {
+    if (auto self = alive.lock()) ProcessRpcResult(**self, table, monitor, nullptr, call, reply);
+  };
+  dm.Connection.HttpClient.Loop().Post(std::move(pass));
 }
 
 bool SelectReturned(Tdm& dm, Table* table, TRpcDataSetMonitor* monitor, TRpcClientModule* sender, TRpcValue& data,
