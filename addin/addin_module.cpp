@@ -129,6 +129,8 @@ void TAddInModule::DoInitialize() {
   dm_ = std::make_unique<data::Tdm>(data::TdmFolders{context_->AppDir, context_->AppDataDir, cacheDir_},
                                     isCloudPlatform_, *host_.Loop, *host_.System, *context_);
   dm_->FReachableEvent = [this](data::Tdm&, bool reachable) { OnServerReachable(reachable); };
+  dm_->sessionID = sessionID_;
+  dm_->Messages = host_.Messages;
 }
 
 std::string TAddInModule::ReadHostVersion() {

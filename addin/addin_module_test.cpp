@@ -201,6 +201,7 @@ TEST(AddInModule, SessionNumberIsTheTickCountAsASignedNumber) {
     Process p(m, hostsim::HostKind::Word, c.tick);
     p.Load();
     EXPECT_EQ(p.module->sessionID(), c.session) << c.tick;
+    EXPECT_EQ(p.module->dm()->sessionID, c.session) << "the delta files' traces name it";
     EXPECT_EQ(p.module->FinalizedSessionID(), 0);
   }
 }

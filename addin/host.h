@@ -12,6 +12,7 @@
 #include "platform/prompts.h"
 #include "platform/system_services.h"
 #include "platform/variant.h"
+#include "platform/window_messages.h"
 
 namespace quillorn::addin {
 
@@ -36,6 +37,8 @@ struct AddInHost {
   // The host's task pane manager; null lets the module keep an in-memory one.
   // Publisher has none whatever is given here.
   PaneManager* Panes = nullptr;
+  // Where the desktop program is told of committed documents; null: nobody is.
+  platform::WindowMessages* Messages = nullptr;
   // The add-in's own file; empty means what System->ModulePath() says.
   std::string ModulePath;
 };
