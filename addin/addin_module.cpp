@@ -129,6 +129,8 @@ void TAddInModule::DoInitialize() {
   dm_ = std::make_unique<data::Tdm>(data::TdmFolders{context_->AppDir, context_->AppDataDir, cacheDir_},
                                     isCloudPlatform_, *host_.Loop, *host_.System, *context_);
   dm_->FReachableEvent = [this](data::Tdm&, bool reachable) { OnServerReachable(reachable); };
+  callbacks_ = std::make_unique<ModuleDataCallbacks>(*this);
+  dm_->AddIn = callbacks_.get();
   dm_->sessionID = sessionID_;
   dm_->Messages = host_.Messages;
 }

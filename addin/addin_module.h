@@ -13,6 +13,7 @@
 #include <vector>
 
 #include "addin/command_surface.h"
+#include "addin/data_callbacks.h"
 #include "addin/host.h"
 #include "addin/pane_manager.h"
 #include "foundation/context.h"
@@ -68,6 +69,10 @@ class TAddInModule {
   // The data module's reachable event.
   void OnServerReachable(bool isReachable);
 
+  // Runs a handler as the framework runs an event: with this instance's context
+  // current and any exception routed to AddInModuleError and no further.
+  void Guarded(const std::function<void()>& handler);
+
   // ---- State other parts of the add-in set while they work on documents.
   bool mInternalClose = false;    // the add-in closes a document itself: before-close passes
   bool mDonePrinting = false;
@@ -94,6 +99,8 @@ class TAddInModule {
 
   // The data module from initialisation on; null before.
   data::Tdm* dm() noexcept { return dm_.get(); }
+  // The refreshes the data module asked for; null before initialisation.
+  const ModuleDataCallbacks* DataCallbacks() const noexcept { return callbacks_.get(); }
   // The server's state as the data module knows it; nullopt before there is one.
   std::optional<bool> ServerReachable() const;
 
@@ -122,9 +129,6 @@ class TAddInModule {
   }
 
  private:
-  // Runs a handler as the framework does: with this instance's context current
-  // and any exception routed to AddInModuleError.
-  void Guarded(const std::function<void()>& handler);
   void DoCreate();
   void DoInitialize();
   void DoStartupComplete();
@@ -141,6 +145,8 @@ class TAddInModule {
   std::unique_ptr<InMemoryPaneManager> ownPanes_;
   PaneManager* panes_ = nullptr;
   CommandSurface surface_;
+  // Declared before dm_ so that it outlives the data module that points to it.
+  std::unique_ptr<ModuleDataCallbacks> callbacks_;
   std::unique_ptr<data::Tdm> dm_;
 
   std::int32_t finalizedSessionID_ = 0;

@@ -553,3 +553,39 @@ TEST(AddInModule, WordAndExcelSideBySideOverOneCache) {
 
 }  // namespace
 }  // namespace quillorn::addin
+
+namespace quillorn::addin {
+namespace {
+
+// Rows fetched by the data module reach the add-in's menu and ribbon; what the
+// add-in cannot refresh yet is kept.
+TEST(AddInModule, FetchedRowsRefreshTheMenuAndTheRibbon) {
+  Machine m;
+  Process p(m, hostsim::HostKind::Word, 77);
+  p.Load();
+  data::Tdm& dm = *p.module->dm();
+  ASSERT_NE(dm.AddIn, nullptr);
+
+  dm.LoadFromCache(dm.tblDocFields);
+  ASSERT_TRUE(dm.cacheExecSQL("insert into DOCFIELDS (CODE, VAL) values ('Department', 'Sales')"));
+  dm.tblDocFields.Refresh();
+  dm.AddIn->PopulateCustomFields();
+  const Control* menu = p.module->Surface().FindById("qlCustomField");
+  ASSERT_EQ(menu->controls.size(), 1u);
+  EXPECT_EQ(menu->controls[0].caption, "Department");
+
+  dm.AddIn->SetQuillornRibbonButtonStates();
+  EXPECT_FALSE(p.module->Surface().At("RibbonOfficeMenu", {2}).visible) << "no document: unmanaged";
+
+  dm.AddIn->RefreshDocFields();
+  dm.AddIn->RefreshTemplateQuery();
+  EXPECT_EQ(p.module->DataCallbacks()->NotBuilt(),
+            (std::vector<std::string>{"RefreshDocFields", "RefreshTemplateQuery"}));
+
+  dm.tblDocFields.Close();
+  EXPECT_NO_THROW(dm.AddIn->PopulateCustomFields());
+  EXPECT_TRUE(p.module->Surface().FindById("qlCustomField")->controls.empty()) << "a closed list empties it";
+}
+
+}  // namespace
+}  // namespace quillorn::addin
