@@ -3,6 +3,7 @@
 #include <gtest/gtest.h>
 
 #include <atomic>
+#include <cstdlib>
 #include <filesystem>
 #include <memory>
 #include <mutex>
@@ -302,6 +303,72 @@ TEST(Commit, ADeltaSavedBeforeACrashIsCommittedAtTheNextStart) {
   EXPECT_EQ(server.Calls(), (std::vector<Seen>{{"submit", 5, "DOCS.000", server.Calls().at(0).request}}));
   EXPECT_EQ(server.DocName(1), "Manual, offline");
   EXPECT_TRUE(CacheFilesOf(shared.Dir(), "DOCS").empty());
+}
+
+// The host process killed outright, not unwound: the child below is this test
+// program run again, and saves one delta while no server answers.
+constexpr char kCrashChildVariable[] = "QUILLORN_COMMIT_CRASH_DIR";
+constexpr char kSavedMarker[] = "saved";
+
+TEST(CrashChild, SavesADeltaOfflineAndDies) {
+  const char* dir = std::getenv(kCrashChildVariable);
+  if (dir == nullptr) GTEST_SKIP() << "runs only as a child of the test below";
+  const std::filesystem::path root(dir);
+  for (const char* sub : {"app", "data", "Cache"}) std::filesystem::create_directories(root / sub);
+  WriteAll(root / "data" / kAddInIniName, "[Connection Settings]\r\nPort=" + std::to_string(testing::DeadPort()) +
+                                             "\r\nLocal_Address=127.0.0.1\r\n");
+  foundation::LogContext context;
+  context.AppDir = (root / "app" / "").string();
+  context.AppDataDir = (root / "data" / "").string();
+  platform::ManualClock clock;
+  platform::QueueMainLoop loop{&clock};
+  platform::FakeSystemServices system;
+  Tdm dm(TdmFolders{context.AppDir, context.AppDataDir, (root / "Cache" / "").string()}, false, loop, system,
+         context);
+  dm.UserID = 5;
+  RenameDoc(dm, 1, "Manual, before the crash");
+  WriteAll(root / kSavedMarker, "");
+  // No destructor, no shutdown, no flush: as when the host is killed.
+  std::_Exit(137);
+}
+
+TEST(Commit, ADeltaSavedByAProcessThatWasKilledIsCommittedOnReconnect) {
+  CommitServer server;
+  TempFolder shared;
+  const std::string exe = std::filesystem::read_symlink("/proc/self/exe").string();
+  // timeout bounds a child that hangs instead of dying.
+  const std::string command = std::string(kCrashChildVariable) + "='" + shared.Dir() + "' timeout 60 '" + exe +
+                              "' --gtest_filter=CrashChild.SavesADeltaOfflineAndDies > '" + shared.Dir() +
+                              "child.log' 2>&1";
+  const int status = std::system(command.c_str());
+  const std::string childLog = ReadAll(shared.Path() / "child.log");
+  ASSERT_TRUE(std::filesystem::exists(shared.Path() / kSavedMarker)) << childLog;
+  // It died where it stood: gtest never got to report the test.
+  EXPECT_NE(status, 0);
+  EXPECT_EQ(childLog.find("[       OK ]"), std::string::npos) << childLog;
+
+  const std::string cache = (shared.Path() / "Cache" / "").string();
+  ASSERT_EQ(CacheFilesOf(cache, "DOCS"), std::vector<std::string>{"DOCS.000"});
+  EXPECT_EQ(server.DocName(1), "Manual");
+
+  Instance after(server.Port(), cache);
+  auto dm = after.Create();
+  dm->UserID = 7;
+  // Started while the server was away: the reconnect timer's ping finds it,
+  // and the ping's reply commits what waits.
+  dm->SetIsServerReachable(false);
+  dm->Connection.Timer1.SetEnabled(true);
+  after.loop.AdvanceAndRun(kReconnectPingIntervalMs);
+  after.WaitForReplies(2);  // the ping's and the submit's
+  EXPECT_TRUE(dm->mIsServerReachable());
+  EXPECT_FALSE(dm->Connection.Timer1.Enabled());
+  ASSERT_EQ(server.Calls().size(), 1u);
+  EXPECT_EQ(server.Calls()[0].function, "submit");
+  EXPECT_EQ(server.Calls()[0].user_id, 5);
+  EXPECT_EQ(server.Calls()[0].logname, "DOCS.000");
+  EXPECT_EQ(server.DocName(1), "Manual, before the crash");
+  EXPECT_TRUE(CacheFilesOf(cache, "DOCS").empty());
+  EXPECT_EQ(dm->cacheLookup("select count(*) from CACHELOG").AsInt(), 0);
 }
 
 TEST(Commit, SubmitRepliesClearDeltasTellTheDesktopAndEmptyPublishedDocs) {
