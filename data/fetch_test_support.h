@@ -1,8 +1,7 @@
 // Test code only: a reference server on 127.0.0.1 with the server tables the
-// fetches read, whose "select" also takes the document and rights procedures
-// (VIEW_DOC(id), get_doc_permissions(doc, user)) by rewriting them to plain
-// queries; with the statements it was sent, and a reply a test may force. Never
-// used by the client itself.
+// fetches read (the document and rights procedures are the catalogue's own),
+// noting the statements it was sent, with a reply a test may force. Never used
+// by the client itself.
 #pragma once
 
 #include <gtest/gtest.h>
@@ -12,7 +11,6 @@
 #include <memory>
 #include <mutex>
 #include <optional>
-#include <regex>
 #include <string>
 #include <vector>
 
@@ -25,7 +23,7 @@
 #include "platform/system_services.h"
 #include "server/catalogue.h"
 #include "server/rpc_server.h"
-#include "server/sql_dataset.h"
+#include "server/function_table.h"
 #include "server/store.h"
 
 namespace quillorn::data::testing {
@@ -35,26 +33,20 @@ inline constexpr const char* kServerSchema[] = {
     "VER VARCHAR(10), DOC_TYPE_ID INTEGER, STATUS CHAR(1), STATUS_DATE DATETIME, NOTES BLOB, IS_CURRENT CHAR(1), "
     "FILE_TYPE INTEGER, FRAMEWORK INTEGER, SOURCE BLOB)",
     "CREATE TABLE Users (USER_ID INTEGER, LOGIN VARCHAR(31), GIVEN_NAMES VARCHAR(40), SURNAME VARCHAR(20), "
-    "DESIGNATION VARCHAR(20), EMAIL VARCHAR(100), P_APPROVE CHAR(1), IS_DELETED CHAR(1), IS_WEB_USER CHAR(1))",
-    "CREATE TABLE GROUPS (GROUP_ID INTEGER, GROUP_NAME VARCHAR(30), P_APPROVE CHAR(1))",
+    "DESIGNATION VARCHAR(20), EMAIL VARCHAR(100), P_CREATE CHAR(1), P_EDIT CHAR(1), P_DELETE CHAR(1), "
+    "P_MOVE CHAR(1), P_VIEW CHAR(1), P_APPROVE CHAR(1), P_REVISE CHAR(1), P_CHECKOUT CHAR(1), "
+    "P_PRINT_UNCTRL CHAR(1), P_EXPORT CHAR(1), P_CHANGE_PERMISSION CHAR(1), IS_DELETED CHAR(1), "
+    "IS_WEB_USER CHAR(1))",
+    "CREATE TABLE GROUPS (GROUP_ID INTEGER, GROUP_NAME VARCHAR(30), P_CREATE CHAR(1), P_EDIT CHAR(1), "
+    "P_DELETE CHAR(1), P_MOVE CHAR(1), P_VIEW CHAR(1), P_APPROVE CHAR(1), P_REVISE CHAR(1), P_CHECKOUT CHAR(1), "
+    "P_PRINT_UNCTRL CHAR(1), P_EXPORT CHAR(1), P_CHANGE_PERMISSION CHAR(1))",
     "CREATE TABLE USER_GROUP_LINKS (USER_ID INTEGER, GROUP_ID INTEGER)",
     "CREATE TABLE CODES (D_TYPE VARCHAR(15), CODE VARCHAR(30), VAL VARCHAR(1024))",
     "CREATE VIEW GET_DOC_FIELDS AS SELECT CODE, VAL FROM CODES WHERE D_TYPE = 'DOC_FIELD'",
-    "CREATE TABLE DOC_RIGHTS (DOC_ID INTEGER, USER_ID INTEGER, P_CREATE CHAR(1), P_EDIT CHAR(1), P_DELETE CHAR(1), "
-    "P_MOVE CHAR(1), P_VIEW CHAR(1), P_APPROVE CHAR(1), P_REVISE CHAR(1), P_CHECKOUT CHAR(1), "
-    "P_PRINT_UNCTRL CHAR(1), P_EXPORT CHAR(1), P_CHANGE_PERMISSION CHAR(1))",
     "CREATE TABLE FORMS (DOC_NO INTEGER, TEMPLATE_NAME VARCHAR(30), HTML_FORM BLOB, LAST_EXTRACTED DATETIME, "
     "FIELDS_USED TEXT, REGISTER_NAME VARCHAR(100))",
     "CREATE TABLE ORGANISATION (LOGO BLOB)",
 };
-
-// The server's procedures as queries the reference store runs.
-inline std::string RewriteProcedures(std::string sql) {
-  static const std::regex viewDoc(R"(VIEW_DOC\((-?\d+)\))", std::regex::icase);
-  static const std::regex rights(R"(get_doc_permissions\((-?\d+), (-?\d+)\))", std::regex::icase);
-  sql = std::regex_replace(sql, viewDoc, "(select * from DOCS where DOC_ID=$1)");
-  return std::regex_replace(sql, rights, "(select * from DOC_RIGHTS where DOC_ID=$1 and USER_ID=$2)");
-}
 
 class FetchServer {
  public:
@@ -84,8 +76,12 @@ class FetchServer {
 
   server::FunctionTable Functions() {
     server::FunctionTable table;
-    server::RegisterCatalogue(table, store_);
-    table.Register("select", [this](const transport::TRpcRecord& params) {
+    server::RpcFunction select;
+    for (auto& [name, function] : server::Catalogue(store_)) {
+      if (name == "select") select = function;
+      table.Register(name, std::move(function));
+    }
+    table.Register("select", [this, select](const transport::TRpcRecord& params) {
       const std::string sql = params.GetString("sql");
       std::function<transport::TRpcValue()> forced;
       {
@@ -94,7 +90,7 @@ class FetchServer {
         forced = shared_->forced;
       }
       if (forced) return forced();
-      return transport::TRpcValue(server::ToDataSet(store_.Select(RewriteProcedures(sql))));
+      return select(params);
     });
     return table;
   }

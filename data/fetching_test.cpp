@@ -158,7 +158,7 @@ TEST(Fetching, DocumentRoutinesOfflineAnswerFromTheCacheAndPingOnlyForAMissingRo
 
 TEST(Fetching, PermissionsAndWebFormArriveWithTheirHandlers) {
   FetchServer server;
-  server.Exec("insert into DOC_RIGHTS (DOC_ID, USER_ID, P_EDIT) values (5, 3, 'Y')");
+  server.Exec("insert into Users (USER_ID, P_EDIT) values (3, 'Y')");
   server.Exec("insert into FORMS (DOC_NO, TEMPLATE_NAME) values (50, 'Register')");
   FetchInstance instance(server.Port());
   Tdm& dm = *instance.dm;

@@ -3,6 +3,7 @@
 #include <cstdint>
 #include <string_view>
 
+#include "server/procedure_calls.h"
 #include "server/sql_dataset.h"
 #include "transport/rpc_value.h"
 
@@ -89,7 +90,8 @@ std::vector<std::pair<std::string, RpcFunction>> Catalogue(ServerStore& store) {
   std::vector<std::pair<std::string, RpcFunction>> functions;
   functions.emplace_back("youthere", [](const transport::TRpcRecord&) { return transport::BooleanValue(true); });
   functions.emplace_back("select", [&store](const transport::TRpcRecord& params) {
-    return transport::TRpcValue(ToDataSet(store.Select(SqlParameter(params))));
+    // The client names the document and rights procedures as its server has them.
+    return transport::TRpcValue(ToDataSet(store.Select(RewriteProcedureCalls(SqlParameter(params)))));
   });
   functions.emplace_back("execsql", [&store](const transport::TRpcRecord& params) {
     store.Execute(SqlParameter(params));
