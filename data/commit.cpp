@@ -9,6 +9,7 @@
 
 #include "data/change_capture.h"
 #include "data/proc_name_scope.h"
+#include "data/sql_database.h"
 #include "data/tdm.h"
 #include "foundation/log.h"
 #include "foundation/paths.h"
@@ -101,40 +102,53 @@ void TdmCommit::CommitToServer(const std::string& TableName, const std::string& 
   if (names.empty()) return;
   transport::TRpcClientModule& module = dm_.Connection.ClientModule;
   BatchScope batch(module);
-  for (const std::string& name : names) {
-    const std::string content = GetLogContent(cacheDir + name);
-    int userId = dm_.UserID;
-    const Variant owner = dm_.cacheLookup("select USER_ID from CACHELOG where FILENAME = '" + name + "'");
-    if (owner.IsEmptyOrNull()) {
-      LogException(nullptr, "WARNING: Do not know who\"" + name + "\" belongs to! Defaulting to current user.");
-    } else {
-      userId = owner.AsInt();
-    }
-    LogTrace("SERVER CALL from CommitToServer",
-             "submit\r\ttbl:\t" + TableName + "\r\t" + "keyfields:\t" + KeyFields);
-    transport::TRpcFunctionInfo& call = module.Prepare("submit");
-    call.SetInteger("user_id", userId);
-    call.SetText("table", TableName);
-    if (!KeyFields.empty()) call.SetText("keyfields", KeyFields);
-    call.SetText("logname", name);
-    if (content.empty()) {
-      call.SetNull("change_data");
-    } else {
-      try {
-        call.SetCode("change_data", content);
-      } catch (const std::exception& e) {
-        // A damaged delta stays where it is, for someone to look at; sending
-        // it would only fail on the server, and deleting it would lose it.
-        module.ClearData();
-        LogException(e, "Delta file: " + name);
-        continue;
+  // The owners' lookups and the log's deletes of one batch as one commit; the
+  // calls only queue here, so the cache isn't held while the server works.
+  Transaction transaction(dm_.Cache.CacheDB());
+  try {
+    for (const std::string& name : names) {
+      const std::string content = GetLogContent(cacheDir + name);
+      int userId = dm_.UserID;
+      const Variant owner = dm_.cacheLookup("select USER_ID from CACHELOG where FILENAME = '" + name + "'");
+      if (owner.IsEmptyOrNull()) {
+        LogException(nullptr, "WARNING: Do not know who\"" + name + "\" belongs to! Defaulting to current user.");
+      } else {
+        userId = owner.AsInt();
       }
+      LogTrace("SERVER CALL from CommitToServer",
+               "submit\r\ttbl:\t" + TableName + "\r\t" + "keyfields:\t" + KeyFields);
+      transport::TRpcFunctionInfo& call = module.Prepare("submit");
+      call.SetInteger("user_id", userId);
+      call.SetText("table", TableName);
+      if (!KeyFields.empty()) call.SetText("keyfields", KeyFields);
+      call.SetText("logname", name);
+      if (content.empty()) {
+        call.SetNull("change_data");
+      } else {
+        try {
+          call.SetCode("change_data", content);
+        } catch (const std::exception& e) {
+          // A damaged delta stays where it is, for someone to look at; sending
+          // it would only fail on the server, and deleting it would lose it.
+          module.ClearData();
+          LogException(e, "Delta file: " + name);
+          continue;
+        }
+      }
+      module.Call(dm_.Connection.ResultFromCommitToServer);
+      // From here the change lives in the queued call only: a delta is never
+      // submitted twice, since the server would apply it twice.
+      RemoveDelta(name);
     }
-    module.Call(dm_.Connection.ResultFromCommitToServer);
-    // From here the change lives in the queued call only: a delta is never
-    // submitted twice, since the server would apply it twice.
-    RemoveDelta(name);
+  } catch (...) {
+    // The files already went with their calls: their log rows go too.
+    try {
+      transaction.Commit();
+    } catch (const std::exception&) {
+    }
+    throw;
   }
+  transaction.Commit();
 }
 
 void TdmCommit::CommitCache() {

@@ -2,11 +2,13 @@
 
 #include <exception>
 #include <functional>
+#include <optional>
 #include <string>
 #include <utility>
 #include <vector>
 
 #include "data/remote_catalogue.h"
+#include "data/sql_database.h"
 #include "data/tdm.h"
 #include "foundation/log.h"
 
@@ -317,6 +319,7 @@ void ProcessDatasetResult(Tdm& dm, Table& Table, TRpcDataSetMonitor* Monitor, TR
 
 int CopyRpcDataSetRowsToLocal(const transport::TRpcDataSet& RpcData, Table& Table, const std::string& KeyFields) {
   ProcName proc("dm.CopyRpcDataSetRowsToLocal");
+  std::optional<Transaction> transaction;
   try {
     const std::vector<std::string> keys = SplitKeys(KeyFields);
     if (keys.empty()) {
@@ -326,6 +329,9 @@ int CopyRpcDataSetRowsToLocal(const transport::TRpcDataSet& RpcData, Table& Tabl
       Table.Open();
     }
     static const transport::TRpcDataRow kNoData;
+    // One commit for the whole reply. A row is one statement, which SQLite
+    // undoes alone when it fails, so a failing row is still only skipped.
+    transaction.emplace(Table.database());
     for (std::size_t i = 0; i < RpcData.RowCount(); ++i) {
       const transport::TRpcDataRow* row = RpcData.Row(i);
       try {
@@ -335,8 +341,14 @@ int CopyRpcDataSetRowsToLocal(const transport::TRpcDataSet& RpcData, Table& Tabl
         Table.Cancel();
       }
     }
+    transaction->Commit();
     return static_cast<int>(RpcData.RowCount());
   } catch (const std::exception& e) {
+    // The rows copied before the failure stay, as they did row by row.
+    try {
+      if (transaction) transaction->Commit();
+    } catch (const std::exception&) {
+    }
     LogException(nullptr, "ERROR in CopyRpcDataSetRowsToLocal for " + Table.Name + "\r" + e.what());
     return 0;
   }

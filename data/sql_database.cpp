@@ -295,4 +295,34 @@ ResultSet Database::Query(std::string_view sql, const NamedParams& params) {
 
 std::int64_t Database::LastInsertRowId() const { return db_ ? sqlite3_last_insert_rowid(db_) : 0; }
 
+bool Database::AutoCommit() const { return db_ == nullptr || sqlite3_get_autocommit(db_) != 0; }
+
+Transaction::Transaction(Database& database) : database_(nullptr) {
+  if (!database.Connected() || !database.AutoCommit()) return;
+  // Takes the write lock now, within the busy timeout, rather than failing
+  // halfway when a reader of another process holds the file.
+  try {
+    database.Execute("BEGIN IMMEDIATE");
+    database_ = &database;
+  } catch (const SqlError&) {
+    // Still locked after the busy timeout: each statement commits on its own.
+  }
+}
+
+Transaction::~Transaction() {
+  if (database_ == nullptr || database_->AutoCommit()) return;
+  try {
+    database_->Execute("ROLLBACK");
+  } catch (...) {
+    // Closing the connection ends it anyway.
+  }
+}
+
+void Transaction::Commit() {
+  // SQLite may have ended it already after a failure it could not undo alone.
+  if (database_ == nullptr || database_->AutoCommit()) return;
+  database_->Execute("COMMIT");
+  database_ = nullptr;
+}
+
 }  // namespace quillorn::data

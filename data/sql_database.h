@@ -1,8 +1,9 @@
 // One connection to an SQLite database as the add-in knows it: "CacheDB" (the
 // shared cache file, several processes at once) or "MEMORY" (this process only).
 // Statements arrive in the add-in's dialect, are rewritten and prepared once per
-// text, and each runs as its own short transaction. Never holds a transaction or
-// a statement open between calls.
+// text, and each runs as its own short transaction unless a Transaction scope
+// groups a run of them. Never holds a transaction or a statement open beyond
+// the call that needs it.
 #pragma once
 
 #include <cstdint>
@@ -83,6 +84,9 @@ class Database {
   ResultSet Query(std::string_view sql, const NamedParams& params);
   std::int64_t LastInsertRowId() const;
 
+  // False while a transaction is open on this connection.
+  bool AutoCommit() const;
+
   // Statements prepared so far and kept for their text.
   size_t CachedStatementCount() const { return statements_.size(); }
 
@@ -97,6 +101,24 @@ class Database {
   std::string databaseName_;
   sqlite3* db_ = nullptr;
   std::map<std::string, sqlite3_stmt*, std::less<>> statements_;
+};
+
+// One transaction around a run of statements that belong together (the rows
+// of one reply, the deltas of one batch), so that they cost one commit and not
+// one each. A failing statement inside it is undone alone, as SQLite does; the
+// run goes on. Not committed by the end of the scope, the whole run is rolled
+// back. Inside a transaction that is already open, or when the file stays
+// locked, it does nothing and never raises.
+class Transaction {
+ public:
+  explicit Transaction(Database& database);
+  ~Transaction();
+  Transaction(const Transaction&) = delete;
+  Transaction& operator=(const Transaction&) = delete;
+  void Commit();
+
+ private:
+  Database* database_;  // null when there is nothing of its own to end
 };
 
 }  // namespace quillorn::data

@@ -93,6 +93,39 @@ TEST(FileDatabase, MissingFileIsNotCreatedUnlessAsked) {
   EXPECT_EQ(db.Query("PRAGMA journal_mode").rows[0][0], Variant("wal"));
 }
 
+TEST(FileDatabase, ATransactionCommitsARunWhoseFailingStatementIsUndoneAlone) {
+  TempFolder folder;
+  Database db("CacheDB"), other("CacheDB");
+  db.FileName = other.FileName = folder.Dir() + "cache.dat";
+  db.Open(true);
+  other.Open();
+  db.Execute("CREATE TABLE T (K INTEGER PRIMARY KEY, V VARCHAR(10))");
+  auto count = [&other] { return other.Query("select count(*) from T").rows[0][0].AsInt(); };
+  {
+    Transaction run(db);
+    EXPECT_FALSE(db.AutoCommit());
+    db.Execute("insert into T values (1, 'a')");
+    EXPECT_THROW(db.Execute("insert into T values (1, 'again')"), SqlError);
+    db.Execute("insert into T values (2, 'b')");
+    {
+      Transaction inner(db);  // inside the open one: nothing of its own
+      db.Execute("insert into T values (3, 'c')");
+      inner.Commit();
+    }
+    EXPECT_FALSE(db.AutoCommit());
+    EXPECT_EQ(count(), 0);  // another process sees nothing before the commit
+    run.Commit();
+  }
+  EXPECT_TRUE(db.AutoCommit());
+  EXPECT_EQ(count(), 3);
+  {
+    Transaction dropped(db);
+    db.Execute("insert into T values (4, 'd')");
+  }
+  EXPECT_TRUE(db.AutoCommit());
+  EXPECT_EQ(count(), 3);
+}
+
 TEST(FileDatabase, GarbageFailsToOpen) {
   TempFolder folder;
   foundation::testing::WriteAll(folder.Path() / "cache.dat", std::string(4096, 'x'));

@@ -475,8 +475,56 @@ void Table::SetFieldValue(int index, const Variant& value) {
 
 // ---- searching ------------------------------------------------------------
 
+// The rows are kept in index order, nulls first, then numbers, then text (see
+// CompareStored): an exact search on the one index field looks in the part a
+// match can be in, by halves, and finds the first match as a scan would.
+int Table::FindSorted(int field, const Variant& wanted) const {
+  auto value = [this, field](std::size_t r) -> const Variant& { return rows_[r].values[static_cast<size_t>(field)]; };
+  auto rank = [](const Variant& v) { return v.IsEmptyOrNull() ? 0 : IsNumeric(v) ? 1 : 2; };
+  auto firstOfRank = [&](int r) {
+    std::size_t lo = 0, hi = rows_.size();
+    while (lo < hi) {
+      const std::size_t mid = lo + (hi - lo) / 2;
+      if (rank(value(mid)) < r) lo = mid + 1;
+      else hi = mid;
+    }
+    return lo;
+  };
+  if (wanted.IsEmptyOrNull()) return !rows_.empty() && rank(value(0)) == 0 ? 0 : -1;
+  const std::size_t numbers = firstOfRank(1), texts = firstOfRank(2);
+  bool numeric = true;
+  double w = 0;
+  try {
+    w = Number(wanted);
+  } catch (const std::exception&) {
+    numeric = false;  // no number field can match it
+  }
+  if (numeric) {
+    std::size_t lo = numbers, hi = texts;
+    while (lo < hi) {
+      const std::size_t mid = lo + (hi - lo) / 2;
+      if (Number(value(mid)) < w) lo = mid + 1;
+      else hi = mid;
+    }
+    if (lo < texts && Number(value(lo)) == w) return static_cast<int>(lo);
+  }
+  const std::string text = wanted.AsString();
+  std::size_t lo = texts, hi = rows_.size();
+  while (lo < hi) {
+    const std::size_t mid = lo + (hi - lo) / 2;
+    if (value(mid).AsString() < text) lo = mid + 1;
+    else hi = mid;
+  }
+  if (lo < rows_.size() && value(lo).AsString() == text) return static_cast<int>(lo);
+  return -1;
+}
+
 int Table::FindMatch(const std::vector<int>& fields, const std::vector<Variant>& values,
                      const LocateOptions& options) const {
+  if (fields.size() == 1 && sortFields_.size() == 1 && fields[0] == sortFields_[0] && !options.caseInsensitive &&
+      !options.partialKey) {
+    return FindSorted(fields[0], values[0]);
+  }
   for (size_t r = 0; r < rows_.size(); ++r) {
     bool all = true;
     for (size_t f = 0; f < fields.size() && all; ++f) {
@@ -629,10 +677,16 @@ void Table::Post() {
       const std::string keyWhere = KeyWhere(keyParams, written);
       std::vector<Row> fresh = ReadRows(keyWhere, keyParams);
       const int at = current_;
-      rows_.erase(rows_.begin() + at);
-      if (!fresh.empty()) {
+      const auto place = static_cast<size_t>(at);
+      if (!fresh.empty() && (place == 0 || !SortsBefore(fresh.front(), rows_[place - 1])) &&
+          (place + 1 >= rows_.size() || !SortsBefore(rows_[place + 1], fresh.front()))) {
+        // Still in order where it stands: no shifting of the rows behind it.
+        rows_[place] = std::move(fresh.front());
+      } else if (!fresh.empty()) {
+        rows_.erase(rows_.begin() + at);
         current_ = PlaceRow(std::move(fresh.front()), at);
       } else {
+        rows_.erase(rows_.begin() + at);
         current_ = rows_.empty() ? -1 : std::min(at, static_cast<int>(rows_.size()) - 1);
       }
     }

@@ -194,6 +194,7 @@ class Table {
   int FindRowIndex(const Row& like) const;
   bool SortsBefore(const Row& a, const Row& b) const;
   int PlaceRow(Row row, int fallbackIndex);  // puts a written row where the order wants it
+  int FindSorted(int field, const Variant& wanted) const;
   int FindMatch(const std::vector<int>& fields, const std::vector<Variant>& values, const LocateOptions& options) const;
 
   Database* database_;
