@@ -12,7 +12,10 @@
 #include "platform/prompts.h"
 #include "platform/system_services.h"
 #include "platform/variant.h"
-#include "platform/window_messages.h"
+
+namespace quillorn::platform {
+class WindowMessages;
+}
 
 namespace quillorn::addin {
 
