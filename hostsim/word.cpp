@@ -61,7 +61,7 @@ std::vector<ShapeList*> AllBodyShapes(DocumentModel& doc) {
 
 // A stretch of one story. `end` < 0 means up to the story's end, so that a
 // range over a whole story grows with it.
-struct RangeSpec {
+struct RangeBounds {
   StoryModel* story = nullptr;
   HeaderFooterModel* hf = nullptr;  // set for header and footer stories
   int story_type = kMainTextStory;
@@ -70,11 +70,11 @@ struct RangeSpec {
   long end = -1;
 };
 
-ObjectRef MakeRange(SimHost& host, const std::shared_ptr<DocumentModel>& doc, RangeSpec spec);
+ObjectRef MakeRange(SimHost& host, const std::shared_ptr<DocumentModel>& doc, RangeBounds bounds);
 
 class RangeObject : public SimObject {
  public:
-  RangeObject(SimHost& host, std::shared_ptr<DocumentModel> doc, RangeSpec spec) : SimObject("Range"), r_(spec) {
+  RangeObject(SimHost& host, std::shared_ptr<DocumentModel> doc, RangeBounds bounds) : SimObject("Range"), r_(bounds) {
     auto text_end = [this]() { return static_cast<long>(r_.story->text.size()); };
     auto lo = [this, text_end]() { return std::clamp(r_.start, 0L, text_end()); };
     auto hi = [this, text_end, lo]() { return r_.end < 0 ? text_end() : std::clamp(r_.end, lo(), text_end()); };
@@ -122,7 +122,7 @@ class RangeObject : public SimObject {
          [this, lo, hi, touched](Args, const Variant& v) {
            auto* src = dynamic_cast<RangeObject*>(v.AsObject().get());
            if (!src) RaiseHost("Type mismatch: FormattedText takes a range.");
-           const RangeSpec& s = src->r_;
+           const RangeBounds& s = src->r_;
            long s_lo = std::clamp(s.start, 0L, static_cast<long>(s.story->text.size()));
            long s_hi = s.end < 0 ? static_cast<long>(s.story->text.size()) : std::clamp(s.end, s_lo, static_cast<long>(s.story->text.size()));
            std::string text = s.story->text.substr(s_lo, s_hi - s_lo);
@@ -175,12 +175,12 @@ class RangeObject : public SimObject {
  private:
   class CharactersObject : public SimObject {
    public:
-    CharactersObject(SimHost& host, std::shared_ptr<DocumentModel> doc, RangeSpec r, long lo, long hi)
+    CharactersObject(SimHost& host, std::shared_ptr<DocumentModel> doc, RangeBounds r, long lo, long hi)
         : SimObject("Characters") {
       Prop("Count", [lo, hi](Args) { return Variant(static_cast<std::int32_t>(hi - lo)); });
       Prop("Item", [&host, doc, r, lo, hi](Args a) {
         long i = static_cast<long>(IndexArg(Arg(a, 0), static_cast<std::size_t>(hi - lo), "Characters.Item"));
-        RangeSpec c = r;
+        RangeBounds c = r;
         c.start = lo + i;
         c.end = lo + i + 1;
         return Variant(MakeRange(host, doc, c));
@@ -188,11 +188,11 @@ class RangeObject : public SimObject {
     }
   };
 
-  RangeSpec r_;
+  RangeBounds r_;
 };
 
-ObjectRef MakeRange(SimHost& host, const std::shared_ptr<DocumentModel>& doc, RangeSpec spec) {
-  return host.Fresh<RangeObject>(doc, host, doc, spec);
+ObjectRef MakeRange(SimHost& host, const std::shared_ptr<DocumentModel>& doc, RangeBounds bounds) {
+  return host.Fresh<RangeObject>(doc, host, doc, bounds);
 }
 
 class PageSetupObject : public SimObject {
