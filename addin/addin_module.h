@@ -69,6 +69,55 @@ class TAddInModule {
   // The data module's reachable event.
   void OnServerReachable(bool isReachable);
 
+  // ---- Host events (event_routing.cpp), named after their component and event.
+  // Cancel and SaveAsUI are the host's by-reference flags.
+  void WordAppEventsDocumentOpen(const platform::Variant& doc);
+  void WordAppEventsDocumentChange();
+  void WordAppEventsDocumentBeforeSave(const platform::Variant& doc, bool& SaveAsUI, bool& Cancel);
+  void WordAppEventsDocumentBeforeClose(const platform::Variant& doc, bool& Cancel);
+  void WordAppEventsDocumentBeforePrint(const platform::Variant& doc, bool& Cancel);
+  void WordAppEventsWindowActivate(const platform::Variant& doc, const platform::Variant& wn);
+  void WordAppEventsWindowDeactivate(const platform::Variant& doc, const platform::Variant& wn);
+
+  void ExcelAppEventsWorkbookOpen(const platform::Variant& wb);
+  void ExcelAppEventsWorkbookActivate(const platform::Variant& wb);
+  void ExcelAppEventsWorkbookBeforeSave(const platform::Variant& wb, bool SaveAsUI, bool& Cancel);
+  void ExcelAppEventsWorkbookBeforeClose(const platform::Variant& wb, bool& Cancel);
+  void ExcelAppEventsWorkbookBeforePrint(const platform::Variant& wb, bool& Cancel);
+  void ExcelAppEventsWindowActivate(const platform::Variant& wb, const platform::Variant& wn);
+  void ExcelAppEventsWindowDeactivate(const platform::Variant& wb, const platform::Variant& wn);
+
+  void PowerPointAppEventsPresentationOpen(const platform::Variant& pres);
+  void PowerPointAppEventsWindowActivate(const platform::Variant& pres, const platform::Variant& wn);
+  void PowerPointAppEventsWindowDeactivate(const platform::Variant& pres, const platform::Variant& wn);
+  void PowerPointAppEventsPresentationBeforeSave(const platform::Variant& pres, bool& Cancel);
+  void PowerPointAppEventsPresentationBeforeClose(const platform::Variant& pres, bool& Cancel);
+  void PowerPointAppEventsPresentationClose(const platform::Variant& pres);
+  void PowerPointAppEventsPresentationPrint(const platform::Variant& pres);
+  void PowerPointAppEventsSlideSelectionChanged(const platform::Variant& sldRange);
+
+  void PublisherAppEventsDocumentOpen(const platform::Variant& doc);
+  void PublisherAppEventsWindowActivate(const platform::Variant& wn);
+  void PublisherAppEventsDocumentBeforeClose(const platform::Variant& doc, bool& Cancel);
+  void PublisherAppEventsNewDocument(const platform::Variant& doc);
+  void PublisherAppEventsBeforePrint(const platform::Variant& doc, bool& Cancel);
+
+  // ---- Intercepted host commands. Cancel true stops the host's own command.
+  void FileSaveCommandAction(bool& Cancel);    // ribbon "FileSave"
+  void FileSaveControlActionEx(bool& Cancel);  // command bar id 3
+  void FileSaveShortcutAction();               // Ctrl+S, which the add-in swallows
+  void FileSaveAsCommandAction(bool& Cancel);  // ribbon "FileSaveAs"
+  void SaveAsCommandActionEx(bool& Cancel);    // command bar id 748 (Publisher)
+
+  // ---- Pane shells and window focus (panes.cpp).
+  void ShowQuillornPane(std::int64_t docId);
+  void HideQuillornPane();
+  void ShowQuillornTabs(bool visible);
+  // An empty name means the host itself.
+  void BringToFront(const std::string& docName);
+  void BringToFrontTimerTimer();
+  void Timer1Timer();
+
   // Runs a handler as the framework runs an event: with this instance's context
   // current and any exception routed to AddInModuleError and no further.
   void Guarded(const std::function<void()>& handler);

@@ -1,0 +1,35 @@
+// Whatever opens or becomes active in a host ends up here: the routine tells a
+// document announced by the desktop program from one it already tracks, a
+// checked-out copy, a copy of a managed file and a foreign file, by the cmsID
+// inside the file and the file's FILES row, and treats each as its kind needs.
+#pragma once
+
+#include <cstdint>
+
+#include "workflow/module_site.h"
+
+namespace quillorn::workflow {
+
+// cmsID of `doc` read as "id" or "id;user"; both 0 when it is missing or no number.
+void ExtractDocID(HostType host, const Variant& doc, std::int32_t& docId, std::int32_t& docUserId);
+
+class DocumentTracking {
+ public:
+  explicit DocumentTracking(ModuleSite& site) : site_(site) {}
+
+  void DocumentChangedEvent(const Variant& doc);
+  // The host's active document, workbook or presentation; Empty when there is none.
+  Variant GetActiveDoc();
+  // Writes the current FILES row's identity into the active document.
+  void ResetCmsID();
+  void ActivateToolbox(std::int64_t docId);
+  void DeactivateToolbox();
+  // The data module's answers when fetched rows arrive while documents are open.
+  void RefreshDocFields(std::int64_t docId);
+  void RefreshTemplateQuery();
+
+ private:
+  ModuleSite& site_;
+};
+
+}  // namespace quillorn::workflow

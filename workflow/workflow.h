@@ -1,0 +1,19 @@
+// The document routines of one add-in instance, as the module owns them:
+// tracking, save, close. Each part holds the site it runs in.
+#pragma once
+
+#include "workflow/document_close.h"
+#include "workflow/document_save.h"
+#include "workflow/document_tracking.h"
+#include "workflow/module_site.h"
+
+namespace quillorn::workflow {
+
+struct Workflow {
+  explicit Workflow(ModuleSite& site) : Tracking(site), Saving(site, Tracking), Closing(site, Tracking, Saving) {}
+  DocumentTracking Tracking;
+  DocumentSaving Saving;
+  DocumentClosing Closing;
+};
+
+}  // namespace quillorn::workflow
