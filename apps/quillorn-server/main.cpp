@@ -16,6 +16,7 @@
 
 #include "server/call_log.h"
 #include "server/catalogue.h"
+#include "server/demo_seed.h"
 #include "server/function_table.h"
 #include "server/rpc_server.h"
 #include "server/store.h"
@@ -41,6 +42,7 @@ int main(int argc, char** argv) {
   std::string bind = "127.0.0.1";
   std::string log_file;
   int run_seconds = 0;
+  std::string seed;
   app.add_option("--port", port, "port to listen on; 0 takes a free one")->check(CLI::Range(0, 65535));
   app.add_option("--data", data, "data folder; its server.db is created when missing")->required();
   app.add_option("--bind", bind, "address to listen on; only 127.0.0.1 is served")
@@ -48,10 +50,17 @@ int main(int argc, char** argv) {
   app.add_option("--log", log_file, "file for the call log (relative: in the data folder); default stderr");
   app.add_option("--run-seconds", run_seconds, "stop by itself after this long; 0 runs until a signal")
       ->check(CLI::NonNegativeNumber);
+  app.add_option("--seed", seed, "fill an empty data folder with sample data: demo")
+      ->check(CLI::IsMember({std::string(server::kDemoSeedName)}));
   CLI11_PARSE(app, argc, argv);
 
   try {
     server::ServerStore store{std::filesystem::path(data)};
+    if (!seed.empty()) {
+      const bool seeded = server::SeedDemo(store);
+      std::cout << (seeded ? "seeded the demo organisation" : "the data folder holds tables already; not seeded")
+                << std::endl;
+    }
 
     std::ofstream log_stream;
     if (!log_file.empty()) {

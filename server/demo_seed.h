@@ -1,0 +1,33 @@
+// The demo organisation of the reference server: the tables the client reads
+// and writes, two users with their groups, the codes that shape the revision
+// fields, and a handful of documents of every kind. Only ever fills an empty
+// store; a store that holds tables already is left exactly as it is.
+#pragma once
+
+#include <cstdint>
+#include <string_view>
+
+#include "server/store.h"
+
+namespace quillorn::server {
+
+// The name `quillorn-server --seed` and the simulator know this data by.
+inline constexpr std::string_view kDemoSeedName = "demo";
+
+// Who is who in the demo organisation; the password of both is kDemoPassword.
+inline constexpr std::int32_t kDemoAuthorId = 1;  // "jsmith", may edit, approve and check out
+inline constexpr std::int32_t kDemoReaderId = 2;  // "pbrown", may view and print only
+inline constexpr std::string_view kDemoPassword = "demo";
+
+// The demo documents by id.
+inline constexpr std::int32_t kDemoPolicyId = 1001;     // Word, newly imported: the typical road
+inline constexpr std::int32_t kDemoProcedureId = 1002;  // Word, approved and current
+inline constexpr std::int32_t kDemoRegisterId = 1003;   // Excel, being edited
+inline constexpr std::int32_t kDemoSlidesId = 1004;     // PowerPoint, waiting to be edited
+inline constexpr std::int32_t kDemoWorkInstructionId = 1005;  // Word, being edited, checked out in the story
+
+// Creates the server's tables and fills them with the demo organisation.
+// Returns false, changing nothing, when the store has a DOCS table already.
+bool SeedDemo(ServerStore& store);
+
+}  // namespace quillorn::server
