@@ -5,6 +5,7 @@
 #pragma once
 
 #include <cstdint>
+#include <string>
 
 #include "workflow/module_site.h"
 
@@ -29,6 +30,14 @@ class DocumentTracking {
   void RefreshTemplateQuery();
 
  private:
+  // INIT false: the announced document's first handling.
+  void FirstHandling(const Variant& doc);
+  // No row: the file is recorded as what its cmsID says it is.
+  void AppendRow(const Variant& doc, const std::string& docName, std::int32_t docId, std::int32_t docUserId);
+  void OpenPermissionsUnlessCached(std::int32_t docId);
+  // Record, fields and (Word) logo into the document; docId 0 keeps tblDoc's row.
+  void WriteFields(const Variant& doc, std::int64_t docId);
+
   ModuleSite& site_;
 };
 
