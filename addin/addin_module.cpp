@@ -49,6 +49,8 @@ TAddInModule::TAddInModule(AddInHost host)
     }
   }
   StartupTimer.SetOnTimer([this] { StartupTimerTimer(); });
+  BringToFrontTimer.SetOnTimer([this] { BringToFrontTimerTimer(); });
+  Timer1.SetOnTimer([this] { Timer1Timer(); });
 }
 
 TAddInModule::~TAddInModule() {

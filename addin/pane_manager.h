@@ -1,8 +1,10 @@
 // The task pane manager of one host as the module sees it: items made on first
-// need, each with one pane instance that can be shown, hidden and captioned.
-// The Windows framework or the simulator renders panes; this seam never draws.
+// need, each with one pane instance that can be shown, hidden and captioned, and
+// whose form is told the document it shows. The Windows framework or the
+// simulator renders panes; this seam never draws and never reads document data.
 #pragma once
 
+#include <cstdint>
 #include <string>
 #include <string_view>
 #include <vector>
@@ -11,6 +13,12 @@ namespace quillorn::addin {
 
 inline constexpr char kPaneCaptionOnline[] = "Quillorn Toolbox";
 inline constexpr char kPaneCaptionOffline[] = "Quillorn Toolbox (Offline)";
+
+// The pane shell classes and where the framework docks them: the right edge.
+inline constexpr char kWordPaneClass[] = "TWordTP";
+inline constexpr char kExcelPaneClass[] = "TExcelTP";
+inline constexpr char kPowerPointPaneClass[] = "TPowerPointTP";
+inline constexpr int kPanePositionRight = 4;
 
 class PaneManager {
  public:
@@ -28,6 +36,9 @@ class PaneManager {
   virtual bool Visible(int item) const = 0;
   virtual void ShowTaskPane(int item) = 0;
   virtual void Hide(int item) = 0;
+  // The document the instance's toolbox form shows; 0 until it is told one.
+  virtual void SetDocId(int item, std::int64_t docId) = 0;
+  virtual std::int64_t DocId(int item) const = 0;
 };
 
 // Panes kept as plain values, for hosts without a window system and for tests.
@@ -40,6 +51,7 @@ class InMemoryPaneManager final : public PaneManager {
     std::string caption = kPaneCaptionOnline;
     bool visible = false;
     int shown = 0;  // how often ShowTaskPane ran on it
+    std::int64_t docId = 0;
   };
 
   int ItemCount() const override { return static_cast<int>(items_.size()); }
@@ -49,6 +61,8 @@ class InMemoryPaneManager final : public PaneManager {
   bool Visible(int item) const override { return At(item).visible; }
   void ShowTaskPane(int item) override;
   void Hide(int item) override { At(item).visible = false; }
+  void SetDocId(int item, std::int64_t docId) override { At(item).docId = docId; }
+  std::int64_t DocId(int item) const override { return At(item).docId; }
 
   const std::vector<Item>& Items() const noexcept { return items_; }
 

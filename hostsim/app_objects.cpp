@@ -139,6 +139,11 @@ ApplicationBase::ApplicationBase(SimHost& host, std::string app_name, std::strin
     host.Quit();
     return Variant();
   }, false);
+  // Brings the application's window to the front; nothing else changes.
+  Method("Activate", [&host](Args) {
+    ++host.app_activations;
+    return Variant();
+  }, false);
 }
 
 DocumentBase::DocumentBase(SimHost& host, std::shared_ptr<DocumentModel> doc, std::string type_name)

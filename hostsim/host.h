@@ -52,6 +52,8 @@ class SimHost : public std::enable_shared_from_this<SimHost> {
   std::string status_bar;
   bool screen_updating = true;
   bool visible = true;
+  // How often Application.Activate brought the application to the front.
+  int app_activations = 0;
   bool display_alerts = true;
 
   // Calls made into this application's objects: all of them, and per object.
