@@ -84,15 +84,22 @@ class DocumentsObject : public SimObject {
     Prop("Item", [&host, name](Args a) { return Variant(host.Wrap(FindDocument(host, Arg(a, 0), name + ".Item"))); });
     // Open(FileName, ...): Word's ReadOnly is the third argument, Excel's the
     // third too (FileName, UpdateLinks, ReadOnly), PowerPoint's the second.
-    // Word's Visible is the twelfth.
-    const std::size_t read_only_at = host.Kind() == HostKind::PowerPoint ? 1 : 2;
+    // Word's Visible is the twelfth; PowerPoint's (FileName, ReadOnly,
+    // Untitled, WithWindow) has its own two.
+    const bool power_point = host.Kind() == HostKind::PowerPoint;
+    const std::size_t read_only_at = power_point ? 1 : 2;
     constexpr std::size_t kWordVisibleAt = 11;
-    Method("Open", [&host, read_only_at](Args a) {
+    constexpr std::size_t kUntitledAt = 2;
+    constexpr std::size_t kWithWindowAt = 3;
+    Method("Open", [&host, read_only_at, power_point](Args a) {
       const std::string path = Arg(a, 0).AsString();
       if (path.empty()) RaiseHost("Open needs a file name.");
-      const bool visible =
-          host.Kind() != HostKind::Word || !HasArg(a, kWordVisibleAt) || Arg(a, kWordVisibleAt).AsBool();
-      return Variant(host.Wrap(host.Open(path, HasArg(a, read_only_at) && Arg(a, read_only_at).AsBool(), visible)));
+      const std::size_t visible_at = power_point ? kWithWindowAt : kWordVisibleAt;
+      const bool visible = (host.Kind() != HostKind::Word && !power_point) || !HasArg(a, visible_at) ||
+                           Arg(a, visible_at).AsBool();
+      const bool untitled = power_point && HasArg(a, kUntitledAt) && Arg(a, kUntitledAt).AsBool();
+      return Variant(host.Wrap(
+          host.Open(path, HasArg(a, read_only_at) && Arg(a, read_only_at).AsBool(), visible, untitled)));
     }, false);
     Method("Add", [&host](Args) { return Variant(host.Wrap(host.Add())); }, false);
   }
@@ -160,8 +167,20 @@ DocumentBase::DocumentBase(SimHost& host, std::shared_ptr<DocumentModel> doc, st
     host.Save(doc);
     return Variant();
   }, false);
-  auto save_as = [&host, doc](Args a) {
-    host.SaveAs(doc, HasArg(a, 0) ? Arg(a, 0).AsString() : doc->full_name);
+  // A fixed format (Word's 17, Excel's 57, PowerPoint's 32) is an export: a
+  // stand-in file appears and the document keeps its own name and state.
+  const int fixed_format = host.Kind() == HostKind::Word         ? 17
+                           : host.Kind() == HostKind::Excel      ? 57
+                           : host.Kind() == HostKind::PowerPoint ? 32
+                                                                 : -1;
+  auto save_as = [&host, doc, fixed_format](Args a) {
+    const std::string path = HasArg(a, 0) ? Arg(a, 0).AsString() : doc->full_name;
+    if (HasArg(a, 1) && Arg(a, 1).AsInt() == fixed_format) {
+      if (path.empty()) RaiseHost("SaveAs needs a file name.");
+      WriteStandInFile(path, "simulated PDF of " + DocumentName(*doc));
+      return Variant();
+    }
+    host.SaveAs(doc, path);
     return Variant();
   };
   Method("SaveAs", save_as, false);

@@ -264,6 +264,7 @@ std::string DocumentToJson(const DocumentModel& doc) {
     Json j = Json::MakeObject();
     j.Set("layout", s->layout);
     j.Set("followMasterBackground", s->follow_master_background);
+    j.Set("backgroundPicture", s->background_picture);
     j.Set("shapes", ShapesToJson(s->shapes));
     slides.Push(std::move(j));
   }
@@ -349,6 +350,7 @@ std::shared_ptr<DocumentModel> DocumentFromJson(const std::string& text, HostKin
     auto s = std::make_shared<SlideModel>();
     s->layout = j["layout"].AsInt(1);
     s->follow_master_background = j["followMasterBackground"].AsBool(true);
+    s->background_picture = j["backgroundPicture"].AsString();
     s->shapes = ShapesFromJson(j["shapes"]);
     doc->slides.push_back(std::move(s));
   }

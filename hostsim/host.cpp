@@ -50,13 +50,13 @@ void SimHost::SetActive(const std::shared_ptr<DocumentModel>& doc) {
   if (active_) FireActivate(active_);
 }
 
-std::shared_ptr<DocumentModel> SimHost::Open(const std::string& given, bool read_only, bool visible) {
+std::shared_ptr<DocumentModel> SimHost::Open(const std::string& given, bool read_only, bool visible, bool untitled) {
   // FullName is always a full path, as a host reports it.
   std::error_code ec;
   const std::filesystem::path full = std::filesystem::absolute(given, ec);
   const std::string path = ec ? given : full.lexically_normal().string();
   for (const auto& d : documents_) {
-    if (d->full_name == path) {
+    if (!untitled && d->full_name == path) {
       SetActive(d);
       return d;
     }
@@ -66,6 +66,11 @@ std::shared_ptr<DocumentModel> SimHost::Open(const std::string& given, bool read
     doc = LoadDocumentFile(path, kind_);
   } catch (const std::exception& e) {
     throw HostError(e.what(), kDispException);
+  }
+  if (untitled) {
+    static const char* kBase[] = {"Document", "Book", "Presentation", "Publication"};
+    doc->full_name.clear();
+    doc->untitled_name = std::string(kBase[static_cast<int>(kind_)]) + std::to_string(++untitled_);
   }
   doc->read_only = read_only;
   doc->saved = true;

@@ -36,8 +36,11 @@ class SimHost : public std::enable_shared_from_this<SimHost> {
   // honours their Cancel: the return value says whether it happened.
   // Opening a path that does not exist gives a new empty document for it. A
   // document opened without a window (`visible` false) fires its open event but
-  // leaves the active document where it was.
-  std::shared_ptr<DocumentModel> Open(const std::string& path, bool read_only = false, bool visible = true);
+  // leaves the active document where it was. An untitled open (PowerPoint's
+  // Untitled) gives a new nameless copy of the file's content, even while the
+  // file itself is open.
+  std::shared_ptr<DocumentModel> Open(const std::string& path, bool read_only = false, bool visible = true,
+                                      bool untitled = false);
   std::shared_ptr<DocumentModel> Add();
   bool Save(const std::shared_ptr<DocumentModel>& doc);
   bool SaveAs(const std::shared_ptr<DocumentModel>& doc, const std::string& path);
