@@ -27,6 +27,7 @@ class DocumentSaving {
   void DoWaitForCompletion();
 
  private:
+  class HostStep;
   ModuleSite& site_;
   DocumentTracking& tracking_;
 };
