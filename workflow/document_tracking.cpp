@@ -415,7 +415,8 @@ void DocumentTracking::RefreshDocFields(std::int64_t /*docId*/) {
         const Variant doc = documents.Get("Item", {Variant(i)});
         const std::string name = doc.Get("FullName").AsString();
         if (!files.Locate("FILENAME", Variant(name), data::LocateOptions{.caseInsensitive = true})) continue;
-        if (!FlagOf(files, "INIT")) continue;
+        // A file the system leaves alone (foreign, a copy, a print) has no record to show.
+        if (!FlagOf(files, "INIT") || FlagOf(files, "IGNORE")) continue;
         const bool wasProtected = automation::UnprotectDocument(host, doc, FlagOf(files, "READ_ONLY"));
         const bool tracking = doc.Get("TrackRevisions").AsBool();
         if (tracking) automation::DisableTrackChanges(host, doc);

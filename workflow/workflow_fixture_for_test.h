@@ -190,6 +190,7 @@ class FakeSite final : public ModuleSite {
         data::SqlSafeString(fileName) + "')");
     if (v.kind() != Variant::Kind::Array) return std::nullopt;
     const auto& f = v.AsArray();
+    if (f[1].IsEmptyOrNull()) return std::nullopt;  // no row: every column null
     FilesRow row;
     row.DOC_ID = f[0].IsEmptyOrNull() ? 0 : f[0].AsInt();
     row.FILENAME = f[1].AsString();
