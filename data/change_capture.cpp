@@ -71,6 +71,17 @@ ChangeCapture::ChangeCapture(Tdm& dm)
   Activate(monCodes, codesTable_);
   Activate(monWebForm, webFormTable_);
   Activate(monPublishedDocs, publishedDocsTable_);
+  // A row the add-in adds to tblDoc only to track a document is not a change
+  // of the document: monDoc sleeps from an insert to the next post, and only
+  // edits of rows are recorded. Switching it off drops what it held: an edit
+  // that SaveDocData has not yet written down goes with it.
+  dm.tblDoc.BeforeInsert = [this](Table&) { monDoc.SetActive(false); };
+  dm.tblDoc.AfterPost = [this](Table&) { monDoc.SetActive(true); };
+}
+
+ChangeCapture::~ChangeCapture() {
+  dm_.tblDoc.BeforeInsert = nullptr;
+  dm_.tblDoc.AfterPost = nullptr;
 }
 
 void ChangeCapture::SaveToCache(const std::string& TableName, transport::TRpcDataSetMonitor* Monitor) {

@@ -28,6 +28,7 @@ class ChangeCapture {
   // The monitors are attached and active from here on; `dm`'s tables must
   // outlive this object.
   explicit ChangeCapture(Tdm& dm);
+  ~ChangeCapture();
   ChangeCapture(const ChangeCapture&) = delete;
   ChangeCapture& operator=(const ChangeCapture&) = delete;
 

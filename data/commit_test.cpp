@@ -141,15 +141,16 @@ struct Instance {
   std::unique_ptr<platform::WaitEvent> replied = loop.CreateEvent();
 };
 
-// Renames a document in tblDoc, as the pane does, and saves its record.
+// Renames a document in tblDoc, as the pane does, and saves its record. A
+// document not yet cached comes in as a fetch brings it, unrecorded.
 void RenameDoc(Tdm& dm, int id, const std::string& name) {
   dm.LoadFromCache(dm.tblDoc);
   if (!dm.tblDoc.Locate("DOC_ID", std::int32_t{id})) {
-    dm.tblDoc.Append();
-    dm.tblDoc.FieldByName("DOC_ID").SetValue(std::int32_t{id});
-  } else {
-    dm.tblDoc.Edit();
+    ASSERT_TRUE(dm.cacheExecSQL("insert into DOCS (DOC_ID) values (" + std::to_string(id) + ")"));
+    dm.tblDoc.Refresh();
+    ASSERT_TRUE(dm.tblDoc.Locate("DOC_ID", std::int32_t{id}));
   }
+  dm.tblDoc.Edit();
   dm.tblDoc.FieldByName("DOC_NAME").SetValue(name);
   dm.tblDoc.Post();
   dm.SaveDocData();
@@ -207,9 +208,9 @@ TEST(ChangeCapture, OfflineSavesBecomeNumberedDeltasWithTheirOwner) {
   EXPECT_EQ(Tdm::MyVarToStrDef(dm->cacheLookup("select USER_ID from CACHELOG where FILENAME='DOCS.000'"), ""), "5");
   EXPECT_EQ(Tdm::MyVarToStrDef(dm->cacheLookup("select USER_ID from CACHELOG where FILENAME='DOCS.001'"), ""), "7");
   EXPECT_TRUE(instance.traced.Traced("SaveToCache (77)", "Log name: DOCS\tDelta file: DOCS.001"));
-  // The file is the monitor's record as the wire codes it: one insert.
+  // The file is the monitor's record as the wire codes it: one update.
   const TRpcValue first = TRpcValue::FromCode(ReadAll(std::filesystem::path(instance.cache) / "DOCS.000"));
-  EXPECT_EQ(first.AsArray()[0].toCode(), "AR=1;I=1;");
+  EXPECT_EQ(first.AsArray()[0].toCode(), "AR=1;I=2;");
   EXPECT_FALSE(dm->monDoc.Changed());
 
   // The document fields go under CODES.

@@ -3,6 +3,8 @@
 #include <algorithm>
 #include <string>
 
+#include "data/login.h"
+
 namespace quillorn::data {
 
 bool IsGlobalTemplate(Tdm& dm) {
@@ -31,6 +33,16 @@ void tblDocKEYWORDSSetText(Table& Doc, const std::string& Text) {
     std::replace(text.begin(), text.end(), separator, ' ');
     keywords.SetValue(Variant(text));
   }
+}
+
+void tblDocCalcFields(Tdm& dm) {
+  // As long as a login of the users table can be, with the blank between names.
+  constexpr int kLoginNameSize = 61;
+  auto loginOf = [&dm](const char* userField) {
+    return [&dm, userField](Table& doc) { return Variant(GetLoginName(dm, doc.FieldByName(userField).AsInteger())); };
+  };
+  dm.tblDoc.AddCalculatedField("CREATED_BY_STR", FieldKind::String, kLoginNameSize, loginOf("CREATED_BY"));
+  dm.tblDoc.AddCalculatedField("STATUS_BY_STR", FieldKind::String, kLoginNameSize, loginOf("STATUS_BY"));
 }
 
 }  // namespace quillorn::data

@@ -23,4 +23,10 @@ void SetDocTemplateID(Tdm& dm, std::int32_t TemplateID);
 // no punctuation of the search engine reaches the field.
 void tblDocKEYWORDSSetText(Table& Doc, const std::string& Text);
 
+// CREATED_BY_STR and STATUS_BY_STR of tblDoc: the logins of CREATED_BY and
+// STATUS_BY as GetLoginName gives them (a null user is user 0, the system's own
+// name). Worked out at each read and never stored or sent: the cache and the
+// server know users by id only.
+void tblDocCalcFields(Tdm& dm);
+
 }  // namespace quillorn::data

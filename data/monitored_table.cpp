@@ -41,6 +41,7 @@ transport::TRpcTableField MonitoredTable::FieldInfo(std::size_t index) const {
   info.Size = def.kind == FieldKind::String ? def.size : 0;
   info.Required = def.required;
   info.Blob = def.kind == FieldKind::Blob || def.kind == FieldKind::Memo;
+  info.Calculated = def.calculated;
   return info;
 }
 

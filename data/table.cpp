@@ -135,12 +135,14 @@ FieldKind Field::DataType() const { return table_->fields_[static_cast<size_t>(i
 Variant Field::Value() const {
   const auto* values = table_->CurrentValues();
   if (!values) return Variant::Null();
+  if (table_->IsCalculated(index_)) return table_->CalculatedValue(index_);
   return (*values)[static_cast<size_t>(index_)];
 }
 
+// A calculated field has no value of its own from before the edit.
 Variant Field::OldValue() const {
   const Table& t = *table_;
-  if (t.state_ == DataSetState::Insert) return Variant::Null();
+  if (t.state_ == DataSetState::Insert || t.IsCalculated(index_)) return Variant::Null();
   if (t.current_ < 0) return Variant::Null();
   return t.rows_[static_cast<size_t>(t.current_)].values[static_cast<size_t>(index_)];
 }
@@ -211,6 +213,37 @@ std::vector<int> Table::FieldIndexes(std::string_view names) const {
   return out;
 }
 
+std::vector<int> Table::StoredFieldIndexes(std::string_view names) const {
+  std::vector<int> out = FieldIndexes(names);
+  for (int index : out) {
+    if (IsCalculated(index)) {
+      throw DataSetError(Name + ": Field '" + fields_[static_cast<size_t>(index)].name + "' is calculated");
+    }
+  }
+  return out;
+}
+
+void Table::AddCalculatedField(std::string FieldName, FieldKind Kind, int Size, Calculation Calculate) {
+  if (FieldIndex(FieldName) >= 0 ||
+      std::any_of(calculations_.begin(), calculations_.end(),
+                  [&](const auto& known) { return EqualsNoCase(known.first.name, FieldName); })) {
+    throw DataSetError(Name + ": Duplicate field name '" + FieldName + "'");
+  }
+  FieldDef def;
+  def.name = std::move(FieldName);
+  def.declType = "CALCULATED";
+  def.kind = Kind;
+  def.size = Size;
+  def.calculated = true;
+  calculations_.emplace_back(def, std::move(Calculate));
+  if (Active()) fields_.push_back(std::move(def));
+}
+
+Variant Table::CalculatedValue(int index) {
+  const auto& calculation = calculations_[static_cast<size_t>(index - storedCount_)].second;
+  return calculation ? calculation(*this) : Variant::Null();
+}
+
 void Table::ReadFieldDefs() {
   const ResultSet info = database_->Query("PRAGMA table_info(" + Quote(tableName_) + ")");
   if (info.rows.empty()) throw DataSetError(Name + ": Table does not exist: " + tableName_);
@@ -234,7 +267,12 @@ void Table::ReadFieldDefs() {
   std::sort(keyOrder.begin(), keyOrder.end());
   keyFields_.clear();
   for (const auto& [position, index] : keyOrder) keyFields_.push_back(index);
-  sortFields_ = FieldIndexes(indexFieldNames_);
+  storedCount_ = static_cast<int>(fields_.size());
+  for (const auto& [def, calculation] : calculations_) {
+    if (FieldIndex(def.name) >= 0) throw DataSetError(Name + ": Duplicate field name '" + def.name + "'");
+    fields_.push_back(def);
+  }
+  sortFields_ = StoredFieldIndexes(indexFieldNames_);
 }
 
 std::string Table::SelectSql() const {
@@ -258,7 +296,7 @@ std::vector<Table::Row> Table::ReadRows(const std::string& whereSql, std::span<c
   for (int index : sortFields_) sql += Quote(fields_[static_cast<size_t>(index)].name) + ", ";
   sql += "rowid";
   ResultSet result = database_->Query(sql, params);
-  if (result.columns.size() != fields_.size() + 1) {
+  if (result.columns.size() != static_cast<size_t>(storedCount_) + 1) {
     throw DataSetError(Name + ": The layout of " + tableName_ + " changed while it was open");
   }
   std::vector<Row> rows;
@@ -462,6 +500,9 @@ void Table::SetFieldValue(int index, const Variant& value) {
   if (state_ != DataSetState::Edit && state_ != DataSetState::Insert) {
     throw DataSetError(Name + ": Dataset not in edit or insert mode");
   }
+  if (IsCalculated(index)) {
+    throw DataSetError(Name + ": Field '" + fields_[static_cast<size_t>(index)].name + "' cannot be modified");
+  }
   const FieldKind kind = fields_[static_cast<size_t>(index)].kind;
   Variant stored = value.IsEmpty() ? Variant::Null() : value;
   if (kind == FieldKind::Boolean && stored.kind() == K::Bool) {
@@ -552,7 +593,7 @@ std::vector<Variant> KeyValueList(const Variant& KeyValues, size_t count, const 
 bool Table::Locate(std::string_view KeyFields, const Variant& KeyValues, LocateOptions Options) {
   CheckActive();
   CheckBrowseMode();
-  const std::vector<int> fields = FieldIndexes(KeyFields);
+  const std::vector<int> fields = StoredFieldIndexes(KeyFields);
   const std::vector<Variant> values = KeyValueList(KeyValues, fields.size(), Name);
   const int found = FindMatch(fields, values, Options);
   if (found < 0) return false;
@@ -564,9 +605,10 @@ bool Table::Locate(std::string_view KeyFields, const Variant& KeyValues, LocateO
 
 Variant Table::Lookup(std::string_view KeyFields, const Variant& KeyValues, std::string_view ResultFields) {
   CheckActive();
-  const std::vector<int> fields = FieldIndexes(KeyFields);
+  const std::vector<int> fields = StoredFieldIndexes(KeyFields);
   const std::vector<Variant> values = KeyValueList(KeyValues, fields.size(), Name);
-  const std::vector<int> results = FieldIndexes(ResultFields);
+  // The calculations read the current row, not the one found.
+  const std::vector<int> results = StoredFieldIndexes(ResultFields);
   const int found = FindMatch(fields, values, {});
   if (found < 0) return Variant::Null();
   const auto& row = rows_[static_cast<size_t>(found)].values;
@@ -603,7 +645,7 @@ void Table::Edit() {
   }
   Fire(BeforeEdit, TableEvent::BeforeEdit);
   buffer_ = rows_[static_cast<size_t>(current_)].values;
-  changed_.assign(fields_.size(), false);
+  changed_.assign(static_cast<size_t>(storedCount_), false);
   state_ = DataSetState::Edit;
   Fire(AfterEdit, TableEvent::AfterEdit);
 }
@@ -613,8 +655,8 @@ void Table::Insert() {
   CheckBrowseMode();
   Fire(BeforeInsert, TableEvent::BeforeInsert);
   buffer_.clear();
-  for (const FieldDef& def : fields_) buffer_.push_back(def.defaultValue);
-  changed_.assign(fields_.size(), false);
+  for (int i = 0; i < storedCount_; ++i) buffer_.push_back(fields_[static_cast<size_t>(i)].defaultValue);
+  changed_.assign(static_cast<size_t>(storedCount_), false);
   appending_ = false;
   state_ = DataSetState::Insert;
   Fire(AfterInsert, TableEvent::AfterInsert);
@@ -633,7 +675,7 @@ void Table::Post() {
   std::vector<Variant> params;
   if (state_ == DataSetState::Insert) {
     std::string columns, marks;
-    for (size_t i = 0; i < fields_.size(); ++i) {
+    for (size_t i = 0; i < changed_.size(); ++i) {
       if (!changed_[i]) continue;
       if (!columns.empty()) {
         columns += ", ";
@@ -658,7 +700,7 @@ void Table::Post() {
   } else {
     Row& row = rows_[static_cast<size_t>(current_)];
     std::string sets;
-    for (size_t i = 0; i < fields_.size(); ++i) {
+    for (size_t i = 0; i < changed_.size(); ++i) {
       if (!changed_[i]) continue;
       if (!sets.empty()) sets += ", ";
       sets += Quote(fields_[i].name) + " = ?";
@@ -738,10 +780,10 @@ void Table::Delete() {
 // ---- events -------------------------------------------------------------------
 
 void Table::Fire(const Handler& handler, TableEvent event) {
-  if (handler) handler(*this);
   // A copy: an observer may remove itself while it is told.
   const std::vector<TableObserver*> observers = observers_;
   for (TableObserver* observer : observers) observer->OnTableEvent(*this, event);
+  if (handler) handler(*this);
 }
 
 void Table::AddObserver(TableObserver* observer) {

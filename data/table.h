@@ -12,6 +12,7 @@
 #include <stdexcept>
 #include <string>
 #include <string_view>
+#include <utility>
 #include <vector>
 
 #include "data/sql_database.h"
@@ -55,6 +56,7 @@ struct FieldDef {
   int keyPosition = 0;   // 1-based place in the primary key, 0 when not in it
   bool required = false; // NOT NULL
   Variant defaultValue;  // a literal default of the column; Null otherwise
+  bool calculated = false;  // worked out from the row when read; no column
 };
 
 class Table;
@@ -100,6 +102,8 @@ class TableObserver {
 class Table {
  public:
   using Handler = std::function<void(Table&)>;
+  // Works out a calculated field's value from the table's current row.
+  using Calculation = std::function<Variant(Table&)>;
 
   // IndexFieldNames ("DOC_ID;USER_ID") is the sort order that Locate and the
   // key matching work in; empty keeps the order rows were added in.
@@ -133,6 +137,13 @@ class Table {
   int RecNo() const;  // 1-based; 0 when there is no current row
   bool IsEmpty() const { return RecordCount() == 0; }
 
+  // A field that no column holds: its value is worked out from the current row
+  // each time it is read, so it follows the row's other fields at once. It
+  // comes after the columns, is never written, never a key or a locate field,
+  // and a change monitor does not record it. Kept over Close and Open.
+  void AddCalculatedField(std::string FieldName, FieldKind Kind, int Size, Calculation Calculate);
+
+  // The columns, then the calculated fields.
   const std::vector<FieldDef>& FieldDefs() const { return fields_; }
   int FieldCount() const { return static_cast<int>(fields_.size()); }
   Field Fields(int index);
@@ -166,7 +177,9 @@ class Table {
   Handler BeforeInsert, AfterInsert, BeforeEdit, AfterEdit, BeforePost, AfterPost;
   Handler BeforeCancel, AfterCancel, BeforeDelete, AfterDelete, AfterScroll;
 
-  // Observers hear every event after the table's own handler for it.
+  // Observers hear every event before the table's own handler for it, as a
+  // change monitor put in front of the handler does: a handler that switches
+  // the monitor on or off takes effect from the next event, not this one.
   void AddObserver(TableObserver* observer);
   void RemoveObserver(TableObserver* observer);
 
@@ -180,6 +193,9 @@ class Table {
   void CheckActive() const;
   int FieldIndex(std::string_view name) const;
   std::vector<int> FieldIndexes(std::string_view names) const;
+  std::vector<int> StoredFieldIndexes(std::string_view names) const;  // raises for a calculated one
+  bool IsCalculated(int index) const { return index >= storedCount_; }
+  Variant CalculatedValue(int index);
   const std::vector<Variant>* CurrentValues() const;
   void SetFieldValue(int index, const Variant& value);
   void Fire(const Handler& handler, TableEvent event);
@@ -201,6 +217,8 @@ class Table {
   std::string tableName_;
   std::string indexFieldNames_;
   std::vector<FieldDef> fields_;
+  int storedCount_ = 0;  // the columns: rows and edit buffers hold this many values
+  std::vector<std::pair<FieldDef, Calculation>> calculations_;
   std::vector<int> sortFields_;
   std::vector<int> keyFields_;  // primary key in key order; empty: rows are found by rowid
 

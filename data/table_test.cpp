@@ -163,6 +163,89 @@ TEST_F(TableTest, EventsComeInOrder) {
                                                       TableEvent::BeforePost, TableEvent::AfterPost}));
 }
 
+TEST_F(TableTest, ObserversHearAnEventBeforeTheHandler) {
+  Table t(db_, "FILES", "DOC_ID", "tblFiles");
+  std::vector<std::string> seen;
+  struct Recorder : TableObserver {
+    std::vector<std::string>* seen;
+    void OnTableEvent(Table&, TableEvent e) override {
+      if (e == TableEvent::AfterPost) seen->push_back("observer");
+    }
+  } recorder;
+  recorder.seen = &seen;
+  t.AddObserver(&recorder);
+  // A handler that takes the observer away still leaves it this one event.
+  t.AfterPost = [&](Table& table) {
+    seen.push_back("handler");
+    table.RemoveObserver(&recorder);
+  };
+  t.Open();
+  for (int round = 0; round < 2; ++round) {
+    t.Edit();
+    t.FieldByName("USER_ID").SetValue(std::int32_t{round});
+    t.Post();
+  }
+  EXPECT_EQ(seen, (std::vector<std::string>{"observer", "handler", "handler"}));
+}
+
+TEST_F(TableTest, CalculatedFieldsFollowTheRowAndAreNeverWritten) {
+  Table t(db_, "FILES", "DOC_ID", "tblFiles");
+  int calculations = 0;
+  t.AddCalculatedField("OWNER", FieldKind::String, 20, [&calculations](Table& table) {
+    ++calculations;
+    const Field user = table.FieldByName("USER_ID");
+    return user.IsNull() ? Variant::Null() : Variant("user " + user.AsString());
+  });
+  EXPECT_THROW(t.AddCalculatedField("owner", FieldKind::String, 20, {}), DataSetError);
+  t.Open();
+  ASSERT_EQ(t.FieldCount(), 6);
+  EXPECT_TRUE(t.FieldDefs().back().calculated);
+  EXPECT_EQ(t.FieldByName("owner").FieldName(), "OWNER");
+  EXPECT_EQ(calculations, 0) << "worked out when read, not when the row is fetched";
+
+  ASSERT_TRUE(t.Locate("DOC_ID", std::int32_t{20}));
+  EXPECT_TRUE(t.FieldByName("OWNER").IsNull());
+  t.Edit();
+  t.FieldByName("USER_ID").SetValue(std::int32_t{5});
+  EXPECT_EQ(t.FieldByName("OWNER").AsString(), "user 5") << "the edit buffer counts at once";
+  EXPECT_THROW(t.FieldByName("OWNER").SetValue("x"), DataSetError);
+  EXPECT_TRUE(t.FieldByName("OWNER").OldValue().IsNull());
+  t.Post();
+  t.Insert();
+  t.FieldByName("FILENAME").SetValue("C:\\Cache\\new.docx");
+  t.FieldByName("USER_ID").SetValue(std::int32_t{8});
+  EXPECT_EQ(t.FieldByName("OWNER").AsString(), "user 8");
+  t.Post();
+
+  // Nothing of it reached the file, and it is no key to search by.
+  EXPECT_EQ(other_.Query("select USER_ID from FILES where DOC_ID = 20").rows.at(0).at(0).AsInt(), 5);
+  EXPECT_EQ(other_.Query("select count(*) from FILES where USER_ID = 8").rows.at(0).at(0).AsInt(), 1);
+  EXPECT_THROW(t.Locate("OWNER", Variant("user 5")), DataSetError);
+  EXPECT_THROW(t.Lookup("DOC_ID", std::int32_t{20}, "OWNER"), DataSetError);
+
+  // It stays over closing, follows the cursor and reads as null on no row.
+  t.Close();
+  t.Open();
+  ASSERT_TRUE(t.Locate("DOC_ID", std::int32_t{20}));
+  EXPECT_EQ(t.FieldByName("OWNER").AsString(), "user 5");
+  t.Refresh();
+  EXPECT_EQ(t.FieldByName("OWNER").AsString(), "user 5");
+  ASSERT_TRUE(t.Locate("DOC_ID", std::int32_t{10}));
+  EXPECT_TRUE(t.FieldByName("OWNER").IsNull());
+  db_.Execute("delete from FILES");
+  t.Refresh();
+  EXPECT_TRUE(t.FieldByName("OWNER").IsNull());
+}
+
+TEST_F(TableTest, ACalculatedFieldMayNotShadowAColumnNorBeTheIndex) {
+  Table clash(db_, "FILES", "DOC_ID", "tblFiles");
+  clash.AddCalculatedField("INIT", FieldKind::Boolean, 0, {});
+  EXPECT_THROW(clash.Open(), DataSetError);
+  Table indexed(db_, "FILES", "SHOWN", "tblFiles");
+  indexed.AddCalculatedField("SHOWN", FieldKind::String, 10, {});
+  EXPECT_THROW(indexed.Open(), DataSetError);
+}
+
 TEST_F(TableTest, EditPostCancelDeleteReachTheFile) {
   Table t(db_, "FILES", "DOC_ID", "tblFiles");
   t.Open();

@@ -3,6 +3,7 @@
 #include <exception>
 #include <utility>
 
+#include "data/doc_readers.h"
 #include "data/fetching.h"
 #include "foundation/log.h"
 
@@ -57,6 +58,7 @@ Tdm::Tdm(TdmFolders Folders, bool IsCloudPlatform, platform::MainLoop& Loop, pla
   tblTemplates.AfterEdit = MarkTemplateCurrent;
   tblTemplates.AfterInsert = MarkTemplateCurrent;
   tblReviewIntervals.AfterOpen = FillReviewIntervals;
+  tblDocCalcFields(*this);
   // The commit's replies on the connection's result object.
   Connection.OnOtherCommitReturn = [this](transport::TRpcClientModule*, transport::TRpcValue& Data,
                                           transport::TRpcValue& Result) {
