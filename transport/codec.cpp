@@ -46,11 +46,7 @@ struct Reader {
   }
 
   std::string_view Short(std::int64_t& at, std::string_view expected) const {
-    const std::int64_t start = Header(at, expected);
-    const std::int64_t end = Find(';', start);
-    if (end < 0) Fail("END-MARK missing.");
-    at = end + 1;
-    return Slice(start, end);
+    return ShortAfter(Header(at, expected) - 1, at);
   }
 
   // `<len>"<payload>"` followed by `close`; `pos` stands on the first digit.
@@ -92,14 +88,7 @@ struct Reader {
   }
 
   std::string_view Long(std::int64_t& at, std::string_view expected) const {
-    std::int64_t pos = Header(at, expected);
-    if (pos < size() && At(pos) == ';') {
-      at = pos + 1;
-      return {};
-    }
-    const std::string_view payload = Counted(pos, ';', "COMMAND END-MARK missing.");
-    at = pos;
-    return payload;
+    return LongAfter(Header(at, expected) - 1, at);
   }
 
   // A view into the code: the caller copies it where it keeps it.

@@ -126,43 +126,6 @@ const TRpcValueObject* TRpcDataSet::FieldByName(std::string_view name) const noe
   return rows_[cursor_]->Find(name);
 }
 
-std::string TRpcDataSet::GetString(std::string_view name) const {
-  const auto* o = FieldByName(name);
-  return o ? o->AsString() : std::string();
-}
-std::int32_t TRpcDataSet::GetInteger(std::string_view name) const {
-  const auto* o = FieldByName(name);
-  return o ? o->AsInteger() : 0;
-}
-std::int64_t TRpcDataSet::GetLargeInt(std::string_view name) const {
-  const auto* o = FieldByName(name);
-  return o ? o->AsLargeInt() : 0;
-}
-bool TRpcDataSet::GetBoolean(std::string_view name) const {
-  const auto* o = FieldByName(name);
-  return o ? o->AsBoolean() : false;
-}
-double TRpcDataSet::GetFloat(std::string_view name) const {
-  const auto* o = FieldByName(name);
-  return o ? o->AsFloat() : 0.0;
-}
-std::int64_t TRpcDataSet::GetCurrency(std::string_view name) const {
-  const auto* o = FieldByName(name);
-  return o ? o->AsCurrency() : 0;
-}
-foundation::TDateTime TRpcDataSet::GetDateTime(std::string_view name) const {
-  const auto* o = FieldByName(name);
-  return o ? o->AsDateTime() : 0.0;
-}
-std::string TRpcDataSet::GetByteStream(std::string_view name) const {
-  const auto* o = FieldByName(name);
-  return o ? o->AsBytes() : std::string();
-}
-platform::Variant TRpcDataSet::GetVariant(std::string_view name) const {
-  const auto* o = FieldByName(name);
-  return o ? o->AsVariant() : platform::Variant();
-}
-
 const TRpcDataSet& TRpcValue::AsDataSet() const {
   const auto* p = dynamic_cast<const TRpcDataSet*>(object_.get());
   if (p == nullptr) {

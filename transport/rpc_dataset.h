@@ -40,7 +40,7 @@ struct TRpcFieldDef {
   bool operator==(const TRpcFieldDef&) const = default;
 };
 
-class TRpcDataSet final : public TRpcValueObject {
+class TRpcDataSet final : public TRpcValueObject, public TRpcNamedReads<TRpcDataSet> {
  public:
   TRpcValueTypes ValueType() const noexcept override { return TRpcValueTypes::rpc_DataSet; }
   std::unique_ptr<TRpcValueObject> Clone() const override;
@@ -72,19 +72,13 @@ class TRpcDataSet final : public TRpcValueObject {
   std::string_view GetFieldName(std::size_t index) const { return fields_.at(index).Name; }
   TRpcFieldTypes GetFieldType(std::size_t index) const { return fields_.at(index).Type; }
   // The current row's value of a field, or nullptr (null, missing, no row).
+  // The typed reads of that value (GetString ...) come with TRpcNamedReads.
   const TRpcValueObject* FieldByName(std::string_view name) const noexcept;
-  std::string GetString(std::string_view name) const;
-  std::int32_t GetInteger(std::string_view name) const;
-  std::int64_t GetLargeInt(std::string_view name) const;
-  bool GetBoolean(std::string_view name) const;
-  double GetFloat(std::string_view name) const;
-  std::int64_t GetCurrency(std::string_view name) const;
-  foundation::TDateTime GetDateTime(std::string_view name) const;
-  std::string GetByteStream(std::string_view name) const;
-  platform::Variant GetVariant(std::string_view name) const;
-  bool GetNull(std::string_view name) const noexcept { return FieldByName(name) == nullptr; }
 
  private:
+  friend class TRpcNamedReads<TRpcDataSet>;
+  const TRpcValueObject* NamedValue(std::string_view name) const noexcept { return FieldByName(name); }
+
   std::vector<TRpcFieldDef> fields_;
   std::vector<std::unique_ptr<TRpcDataRow>> rows_;
   std::size_t cursor_ = 0;

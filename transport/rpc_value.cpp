@@ -395,43 +395,6 @@ void TRpcRecord::SetCode(std::string_view name, std::string_view code) {
   Slot(name).Set(std::move(decoded));
 }
 
-std::string TRpcRecord::GetString(std::string_view name) const {
-  const auto* o = Find(name);
-  return o ? o->AsString() : std::string();
-}
-std::int32_t TRpcRecord::GetInteger(std::string_view name) const {
-  const auto* o = Find(name);
-  return o ? o->AsInteger() : 0;
-}
-std::int64_t TRpcRecord::GetLargeInt(std::string_view name) const {
-  const auto* o = Find(name);
-  return o ? o->AsLargeInt() : 0;
-}
-bool TRpcRecord::GetBoolean(std::string_view name) const {
-  const auto* o = Find(name);
-  return o ? o->AsBoolean() : false;
-}
-double TRpcRecord::GetFloat(std::string_view name) const {
-  const auto* o = Find(name);
-  return o ? o->AsFloat() : 0.0;
-}
-std::int64_t TRpcRecord::GetCurrency(std::string_view name) const {
-  const auto* o = Find(name);
-  return o ? o->AsCurrency() : 0;
-}
-foundation::TDateTime TRpcRecord::GetDateTime(std::string_view name) const {
-  const auto* o = Find(name);
-  return o ? o->AsDateTime() : 0.0;
-}
-std::string TRpcRecord::GetByteStream(std::string_view name) const {
-  const auto* o = Find(name);
-  return o ? o->AsBytes() : std::string();
-}
-platform::Variant TRpcRecord::GetVariant(std::string_view name) const {
-  const auto* o = Find(name);
-  return o ? o->AsVariant() : platform::Variant();
-}
-
 bool TRpcFunctionInfo::Equals(const TRpcValueObject& other) const {
   const auto* theirs = dynamic_cast<const TRpcFunctionInfo*>(&other);
   if (theirs == nullptr || theirs->name_ != name_ || theirs->marker_ != marker_) return false;

@@ -244,8 +244,61 @@ class TRpcArray final : public TRpcValueObject {
   std::vector<TRpcValue> items_;
 };
 
+// The typed reads by name that a record and a data set's current row share: a
+// missing or null field reads as the empty value of its type. Owner supplies
+// NamedValue(name), the node under the name or nullptr.
+template <typename Owner>
+class TRpcNamedReads {
+ public:
+  bool GetNull(std::string_view name) const noexcept { return Named(name) == nullptr; }
+  std::string GetString(std::string_view name) const {
+    const auto* o = Named(name);
+    return o ? o->AsString() : std::string();
+  }
+  std::int32_t GetInteger(std::string_view name) const {
+    const auto* o = Named(name);
+    return o ? o->AsInteger() : 0;
+  }
+  std::int64_t GetLargeInt(std::string_view name) const {
+    const auto* o = Named(name);
+    return o ? o->AsLargeInt() : 0;
+  }
+  bool GetBoolean(std::string_view name) const {
+    const auto* o = Named(name);
+    return o ? o->AsBoolean() : false;
+  }
+  double GetFloat(std::string_view name) const {
+    const auto* o = Named(name);
+    return o ? o->AsFloat() : 0.0;
+  }
+  std::int64_t GetCurrency(std::string_view name) const {
+    const auto* o = Named(name);
+    return o ? o->AsCurrency() : 0;
+  }
+  foundation::TDateTime GetDateTime(std::string_view name) const {
+    const auto* o = Named(name);
+    return o ? o->AsDateTime() : 0.0;
+  }
+  std::string GetByteStream(std::string_view name) const {
+    const auto* o = Named(name);
+    return o ? o->AsBytes() : std::string();
+  }
+  platform::Variant GetVariant(std::string_view name) const {
+    const auto* o = Named(name);
+    return o ? o->AsVariant() : platform::Variant();
+  }
+
+ protected:
+  ~TRpcNamedReads() = default;
+
+ private:
+  const TRpcValueObject* Named(std::string_view name) const noexcept {
+    return static_cast<const Owner&>(*this).NamedValue(name);
+  }
+};
+
 // Named values in the order they were first set; lookup ignores ASCII case.
-class TRpcRecord : public TRpcValueObject {
+class TRpcRecord : public TRpcValueObject, public TRpcNamedReads<TRpcRecord> {
  public:
   struct Field {
     std::string Name;  // UTF-8
@@ -290,20 +343,12 @@ class TRpcRecord : public TRpcValueObject {
   // Stores the value that `code` encodes, so that coded data passes through unchanged.
   void SetCode(std::string_view name, std::string_view code);
 
-  // Typed reads by name; a missing or null field reads as the empty value.
-  bool GetNull(std::string_view name) const noexcept { return Find(name) == nullptr; }
-  std::string GetString(std::string_view name) const;
-  std::int32_t GetInteger(std::string_view name) const;
-  std::int64_t GetLargeInt(std::string_view name) const;
-  bool GetBoolean(std::string_view name) const;
-  double GetFloat(std::string_view name) const;
-  std::int64_t GetCurrency(std::string_view name) const;
-  foundation::TDateTime GetDateTime(std::string_view name) const;
-  std::string GetByteStream(std::string_view name) const;
-  platform::Variant GetVariant(std::string_view name) const;
-
  protected:
   std::vector<Field, TRpcPoolAllocator<Field>> fields_;
+
+ private:
+  friend class TRpcNamedReads<TRpcRecord>;
+  const TRpcValueObject* NamedValue(std::string_view name) const noexcept { return Find(name); }
 };
 
 // A data set row carries its own names, in the order of the set's fields.
