@@ -4,6 +4,7 @@
 #include <string>
 #include <utility>
 
+#include "data/proc_name_scope.h"
 #include "foundation/log.h"
 
 namespace quillorn::data {
@@ -15,21 +16,6 @@ using transport::TRpcValue;
 using transport::TRpcValueTypes;
 
 constexpr char kYouThere[] = "youthere";
-
-// The routine's name for a crash report, and the caller's back afterwards: a
-// blocking ping runs other routines inside it.
-class ProcNameScope {
- public:
-  ProcNameScope(foundation::LogContext& context, const char* name)
-      : context_(context), previous_(std::exchange(context.ProcName, name)) {}
-  ~ProcNameScope() { context_.ProcName = std::move(previous_); }
-  ProcNameScope(const ProcNameScope&) = delete;
-  ProcNameScope& operator=(const ProcNameScope&) = delete;
-
- private:
-  foundation::LogContext& context_;
-  std::string previous_;
-};
 
 bool IsBooleanTrue(const TRpcValue& value) {
   return value.ValueType() == TRpcValueTypes::rpc_Boolean && value.AsBoolean();

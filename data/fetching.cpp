@@ -7,6 +7,7 @@
 #include <utility>
 #include <vector>
 
+#include "data/proc_name_scope.h"
 #include "data/remote_catalogue.h"
 #include "data/sql_database.h"
 #include "data/tdm.h"
@@ -21,21 +22,6 @@ using foundation::LogTrace;
 using transport::TRpcDataSetMonitor;
 using transport::TRpcValue;
 using VT = transport::TRpcValueTypes;
-
-// The routine's name for the exception log while it runs, and the caller's back
-// afterwards: a blocking fetch runs other routines inside it.
-class ProcName {
- public:
-  explicit ProcName(const char* name)
-      : context_(foundation::CurrentContext()), previous_(std::exchange(context_.ProcName, name)) {}
-  ~ProcName() { context_.ProcName = std::move(previous_); }
-  ProcName(const ProcName&) = delete;
-  ProcName& operator=(const ProcName&) = delete;
-
- private:
-  foundation::LogContext& context_;
-  std::string previous_;
-};
 
 std::vector<std::string> SplitKeys(const std::string& keys) {
   std::vector<std::string> out;
@@ -116,7 +102,7 @@ struct TableFetch {
 void OpenTable(Tdm& dm, const TableFetch& f, bool Refresh) {
   foundation::ContextScope scope(dm.Context());
   const std::string procName = std::string("dm.") + f.routine;
-  ProcName proc(procName.c_str());
+  ProcNameScope proc(procName);
   if (f.traced) LogTrace(f.routine, "");
   dm.LoadFromCache(f.table);
   if (f.afterLoad) f.afterLoad();
@@ -215,7 +201,7 @@ bool DocPermissionsIsCached(Tdm& dm, int DocID, int UserID) {
 bool OpenDoc(Tdm& dm, int DocID, bool Refresh, bool Blocking) {
   foundation::ContextScope scope(dm.Context());
   LogTrace("OpenDoc", "doc_id:" + std::to_string(DocID));
-  ProcName proc("dm.OpenDoc");
+  ProcNameScope proc("dm.OpenDoc");
   dm.LoadFromCache(dm.tblDoc);
   if (!Refresh) return LocateDoc(dm, DocID);
   if (Blocking && !dm.mIsServerReachable()) {
@@ -233,7 +219,7 @@ bool OpenDoc(Tdm& dm, int DocID, bool Refresh, bool Blocking) {
 bool OpenDocPermissions(Tdm& dm, int DocID, int UserID, bool Refresh, bool Blocking) {
   foundation::ContextScope scope(dm.Context());
   LogTrace("OpenDocPermissions", "doc_id:" + std::to_string(DocID));
-  ProcName proc("dm.OpenDocPermissions");
+  ProcNameScope proc("dm.OpenDocPermissions");
   dm.LoadFromCache(dm.tblDocPermissions);
   if (!Refresh) return LocatePermissions(dm, DocID, UserID);
   if (Blocking && !dm.mIsServerReachable()) {
@@ -250,7 +236,7 @@ bool OpenDocPermissions(Tdm& dm, int DocID, int UserID, bool Refresh, bool Block
 
 bool OpenWebForm(Tdm& dm, int DocNo, bool Refresh, bool Blocking) {
   foundation::ContextScope scope(dm.Context());
-  ProcName proc("dm.OpenWebForm");
+  ProcNameScope proc("dm.OpenWebForm");
   dm.LoadFromCache(dm.tblWebForm);
   if (dm.mWebFormLive && !Refresh) return false;
   if (Blocking && !dm.mIsServerReachable()) {
@@ -318,7 +304,7 @@ void ProcessDatasetResult(Tdm& dm, Table& Table, TRpcDataSetMonitor* Monitor, TR
 }
 
 int CopyRpcDataSetRowsToLocal(const transport::TRpcDataSet& RpcData, Table& Table, const std::string& KeyFields) {
-  ProcName proc("dm.CopyRpcDataSetRowsToLocal");
+  ProcNameScope proc("dm.CopyRpcDataSetRowsToLocal");
   std::optional<Transaction> transaction;
   try {
     const std::vector<std::string> keys = SplitKeys(KeyFields);
