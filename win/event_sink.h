@@ -28,6 +28,14 @@ class EventArgs {
   bool BoolAt(unsigned index) const { return At(index).AsBool(); }
   // Writes a by-reference Boolean back; a by-value argument is left alone.
   void SetBool(unsigned index, bool value);
+  // Hands the by-reference flag at `index` (Cancel) to `handler` and writes what
+  // the handler left in it back to the host.
+  template <class F>
+  void WithFlag(unsigned index, F&& handler) {
+    bool flag = BoolAt(index);
+    handler(flag);
+    SetBool(index, flag);
+  }
 
  private:
   VARIANTARG& Slot(unsigned index) const;

@@ -7,10 +7,12 @@
 #include <windows.h>
 #include <objbase.h>
 #include <shlobj.h>
+#include <sqlite3.h>
 
 #include <algorithm>
 #include <filesystem>
 #include <fstream>
+#include <functional>
 #include <sstream>
 #include <string>
 #include <vector>
@@ -22,7 +24,6 @@
 #include "win/extensibility.h"
 #include "win/tests/check.h"
 #include "win/tests/sim_word_com.h"
-#include "win/word_events.h"
 
 using namespace quillorn;
 using platform::ComPtr;
@@ -191,6 +192,42 @@ std::vector<TraceLine> ReadTrace() {
   return lines;
 }
 
+struct CacheReading {
+  std::string error = "opened";
+  std::string version;
+  std::vector<std::string> tables;
+};
+
+// The cache file as another process sees it, read-only: the schema version and
+// the tables.
+CacheReading ReadCache(const fs::path& file) {
+  CacheReading reading;
+  sqlite3* db = nullptr;
+  if (sqlite3_open_v2(file.string().c_str(), &db, SQLITE_OPEN_READONLY, nullptr) != SQLITE_OK) {
+    reading.error = db != nullptr ? sqlite3_errmsg(db) : "cannot open";
+    sqlite3_close(db);
+    return reading;
+  }
+  auto each_row = [&](const std::string& sql, const std::function<void(sqlite3_stmt*)>& row) {
+    sqlite3_stmt* statement = nullptr;
+    if (sqlite3_prepare_v2(db, sql.c_str(), -1, &statement, nullptr) != SQLITE_OK) {
+      reading.error = sqlite3_errmsg(db);
+      return;
+    }
+    while (sqlite3_step(statement) == SQLITE_ROW) row(statement);
+    sqlite3_finalize(statement);
+  };
+  auto text = [](sqlite3_stmt* s, int column) {
+    const unsigned char* t = sqlite3_column_text(s, column);
+    return t != nullptr ? std::string(reinterpret_cast<const char*>(t)) : std::string();
+  };
+  each_row("select VER_NO from VER", [&](sqlite3_stmt* s) { reading.version = text(s, 0); });
+  each_row("select upper(name) from sqlite_master where type='table'",
+           [&](sqlite3_stmt* s) { reading.tables.push_back(text(s, 0)); });
+  sqlite3_close(db);
+  return reading;
+}
+
 CHECK_CASE(WordDrivesTheAddInThroughItsLifecycle) {
   fs::remove(AppDataDir() / L"AddIn Trace.txt");
   // Tracing on, and a server address on this machine that answers nobody.
@@ -281,11 +318,18 @@ CHECK_CASE(WordDrivesTheAddInThroughItsLifecycle) {
       CHECK_EQ(t.what.substr(27), session);
     }
   }
-  // Create made the cache folder under the prefix's local application data. The
-  // cache file itself is the data module's to open; it does not do so at
-  // initialisation yet, so its presence is reported, not required.
-  CHECK(fs::is_directory(AppDataDir() / L"Cache"));
-  std::printf("  cache.dat %s\n", fs::exists(AppDataDir() / L"Cache" / L"cache.dat") ? "present" : "not created");
+  // The cache under the prefix's local application data: start-up complete opened
+  // it, making it with the current schema on a fresh machine.
+  const fs::path cache = AppDataDir() / L"Cache" / L"cache.dat";
+  CHECK(fs::exists(cache));
+  const CacheReading reading = ReadCache(cache);
+  std::printf("  cache.dat: %s, VER %s, %zu tables\n", reading.error.c_str(), reading.version.c_str(),
+              reading.tables.size());
+  CHECK_EQ(reading.error, std::string("opened"));
+  CHECK_EQ(reading.version, std::string("8"));
+  for (const char* table : {"FILES", "DOCS", "USERS", "CODES", "VER"}) {
+    CHECK_EQ_NOTE(std::count(reading.tables.begin(), reading.tables.end(), table), 1, table);
+  }
 }
 
 CHECK_CASE(UnregistrationLeavesNoKeyBehind) {
@@ -301,83 +345,6 @@ CHECK_CASE(UnregistrationLeavesNoKeyBehind) {
   CHECK(!KeyExists(L"Software\\Classes\\Interface\\" + GuidText(win::kIID_IQuillornInterface)));
   CLSID clsid{};
   CHECK(FAILED(::CLSIDFromProgID(L"QuillornAddIn.QuillornInterface", &clsid)));
-}
-
-}  // namespace
-
-namespace {
-
-// Handlers that answer Word's questions, to see the answers reach Word.
-struct AnsweringHandlers final : public win::WordAppEvents {
-  bool cancel_close = false;
-  bool cancel_save = false;
-  bool ask_save_as = false;
-  std::vector<std::string> heard;
-
-  void WordAppEventsDocumentOpen(const platform::Variant& Doc) override {
-    heard.push_back("open " + Doc.Get("Name").AsString());
-  }
-  void WordAppEventsDocumentChange() override { heard.push_back("change"); }
-  void WordAppEventsDocumentBeforeSave(const platform::Variant& Doc, bool& SaveAsUI, bool& Cancel) override {
-    heard.push_back("save " + Doc.Get("Name").AsString() + (SaveAsUI ? " ui" : ""));
-    SaveAsUI = ask_save_as;
-    Cancel = cancel_save;
-  }
-  void WordAppEventsDocumentBeforeClose(const platform::Variant& Doc, bool& Cancel) override {
-    heard.push_back("close " + Doc.Get("Name").AsString());
-    Cancel = cancel_close;
-  }
-  void WordAppEventsDocumentBeforePrint(const platform::Variant&, bool&) override { heard.push_back("print"); }
-  void WordAppEventsWindowActivate(const platform::Variant&, const platform::Variant&) override {
-    heard.push_back("activate");
-  }
-  void WordAppEventsWindowDeactivate(const platform::Variant&, const platform::Variant&) override {
-    heard.push_back("deactivate");
-  }
-};
-
-CHECK_CASE(WordEventsArriveByTheirIdsAndCancelGoesBack) {
-  auto word_host = hostsim::WordHost::Create();
-  auto* word = new wincheck::SimWordApplication(word_host);
-  ComPtr<IDispatch> application = ComPtr<IDispatch>::Adopt(word);
-  AnsweringHandlers handlers;
-  std::vector<std::string> errors;
-  auto sink = win::ConnectWordEvents(application.get(), handlers, [&](std::exception_ptr e) {
-    try {
-      std::rethrow_exception(e);
-    } catch (const std::exception& x) {
-      errors.push_back(x.what());
-    }
-  });
-  CHECK_EQ(word->SinkCount(), 1u);
-
-  auto doc = word_host->Open(Narrow(HarnessFolder()) + "events.docx");
-  const std::size_t after_open = handlers.heard.size();
-  CHECK(after_open >= 1 && handlers.heard[0] == "open events.docx");
-
-  // Cancel by reference: a refused save writes nothing, a refused close keeps
-  // the document open; then both are let through.
-  handlers.cancel_save = true;
-  CHECK(!word_host->Save(doc));
-  CHECK(word->last_cancel);
-  handlers.cancel_save = false;
-  CHECK(word_host->Save(doc));
-  CHECK(!word->last_cancel);
-  handlers.cancel_close = true;
-  CHECK(!word_host->Close(doc));
-  CHECK_EQ(word_host->Documents().size(), 1u);
-  handlers.cancel_close = false;
-  CHECK(word_host->Close(doc));
-  CHECK_EQ(word_host->Documents().size(), 0u);
-  CHECK(std::find(handlers.heard.begin(), handlers.heard.end(), "save events.docx") != handlers.heard.end());
-  CHECK(std::find(handlers.heard.begin(), handlers.heard.end(), "close events.docx") != handlers.heard.end());
-  CHECK(errors.empty());
-
-  sink->Disconnect();
-  CHECK_EQ(word->SinkCount(), 0u);
-  const std::size_t before = handlers.heard.size();
-  word_host->Open(Narrow(HarnessFolder()) + "unheard.docx");
-  CHECK_EQ(handlers.heard.size(), before);  // nothing after the sink is gone
 }
 
 }  // namespace
