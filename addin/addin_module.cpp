@@ -5,12 +5,14 @@
 #include <system_error>
 
 #include "addin/backstage_adaptation.h"
+#include "addin/module_site.h"
 #include "addin/office_version.h"
 #include "data/settings.h"
 #include "data/tdm.h"
 #include "foundation/log.h"
 #include "foundation/paths.h"
 #include "foundation/version.h"
+#include "workflow/workflow.h"
 
 namespace quillorn::addin {
 namespace {
@@ -51,11 +53,14 @@ TAddInModule::TAddInModule(AddInHost host)
   StartupTimer.SetOnTimer([this] { StartupTimerTimer(); });
   BringToFrontTimer.SetOnTimer([this] { BringToFrontTimerTimer(); });
   Timer1.SetOnTimer([this] { Timer1Timer(); });
+  BindIntercepts();
 }
 
 TAddInModule::~TAddInModule() {
   // The data module's tables may trace on the way out, as this instance.
   foundation::ContextScope scope(*context_);
+  workflow_.reset();
+  site_.reset();
   dm_.reset();
 }
 
@@ -135,6 +140,8 @@ void TAddInModule::DoInitialize() {
   dm_->AddIn = callbacks_.get();
   dm_->sessionID = sessionID_;
   dm_->Messages = host_.Messages;
+  site_ = std::make_unique<ModuleWorkflowSite>(*this);
+  workflow_ = std::make_unique<workflow::Workflow>(*site_);
 }
 
 std::string TAddInModule::ReadHostVersion() {
@@ -185,11 +192,7 @@ void TAddInModule::DoStartupTimer() {
     case ohaPublisher: doc = app.Get("ActiveDocument"); break;
     case ohaWord: break;
   }
-  if (hooks_.DocumentChangedEvent) {
-    hooks_.DocumentChangedEvent(doc);
-  } else {
-    documentChangedNotBuilt_.push_back(doc);
-  }
+  RequireWorkflow().Tracking.DocumentChangedEvent(doc);
 }
 
 // ---- Shutdown -------------------------------------------------------------------
@@ -219,7 +222,7 @@ void TAddInModule::DoBeginShutdown() {
 
   procName = "AddInBeginShutdown-1";
   if (managed != "0") {
-    if (hooks_.DoWaitForCompletion) hooks_.DoWaitForCompletion();
+    RequireWorkflow().Saving.DoWaitForCompletion();
     procName = "AddInBeginShutdown-2";
     dm_->cacheExecSQL("update FILES set INIT=false where SESSION_ID=" + session);
     dm_->ClearOldCache();
@@ -228,7 +231,7 @@ void TAddInModule::DoBeginShutdown() {
   dm_->cacheExecSQL("delete from FILES where (CHECKED_OUT=true or CACHED=false) and SESSION_ID=" + session);
 
   procName = "AddInBeginShutdown-4";
-  if (hooks_.HideQuillornPane) hooks_.HideQuillornPane();
+  HideQuillornPane();
 
   procName = "AddInBeginShutdown-6";
   LogTrace("AddInBeginShutdown", "Shutdown of session: " + session + " complete");
@@ -271,6 +274,17 @@ void TAddInModule::OnServerReachable(bool isReachable) {
     if (panes_ == nullptr || panes_->ItemCount() < 1) return;
     panes_->SetCaption(0, isReachable ? kPaneCaptionOnline : kPaneCaptionOffline);
   });
+}
+
+workflow::Workflow& TAddInModule::RequireWorkflow() {
+  if (!workflow_) throw std::logic_error("The document routines are not there before initialisation");
+  return *workflow_;
+}
+
+void TAddInModule::RecordNotBuilt(std::string_view routine) {
+  foundation::ContextScope scope(*context_);
+  notBuilt_.emplace_back(routine);
+  LogTrace("NotBuilt", routine);
 }
 
 std::optional<bool> TAddInModule::ServerReachable() const {

@@ -10,6 +10,7 @@
 #include <memory>
 #include <optional>
 #include <string>
+#include <string_view>
 #include <vector>
 
 #include "addin/command_surface.h"
@@ -23,6 +24,9 @@
 namespace quillorn::data {
 class Tdm;
 }
+namespace quillorn::workflow {
+struct Workflow;
+}
 
 namespace quillorn::addin {
 
@@ -32,27 +36,15 @@ inline constexpr char kAddInDescription[] = "Integral part of the Quillorn Docum
 // Virtual-key code of the space bar; with Ctrl and Shift it turns tracing on.
 inline constexpr std::uint16_t kVkSpace = 0x20;
 
+class ModuleWorkflowSite;
+
 class TAddInModule {
  public:
-  // Routines other parts of the add-in provide; the module calls them at the
-  // moments its lifecycle gives. Unset ones are skipped (see the accessors below).
-  struct Hooks {
-    // Waits for remote calls still running before the session's rows go.
-    std::function<void()> DoWaitForCompletion;
-    std::function<void()> HideQuillornPane;
-    // Document tracking: treat this document as just opened or activated.
-    std::function<void(const platform::Variant& doc)> DocumentChangedEvent;
-  };
-
   // `host`'s loop, prompts and services must outlive the module.
   explicit TAddInModule(AddInHost host);
   ~TAddInModule();
   TAddInModule(const TAddInModule&) = delete;
   TAddInModule& operator=(const TAddInModule&) = delete;
-
-  void SetHooks(Hooks hooks) { hooks_ = std::move(hooks); }
-  // Each part plugs in its own routine without touching the others'.
-  Hooks& GetHooks() noexcept { return hooks_; }
 
   // ---- The host's callbacks, in the order of a session. As the framework does,
   // an exception out of any of them goes to AddInModuleError and no further.
@@ -171,11 +163,17 @@ class TAddInModule {
 
   void StartupTimerTimer();
 
-  // Documents the start-up timer handed on while no DocumentChangedEvent hook is
-  // set: document tracking is not built into the module yet, so they are kept here.
-  const std::vector<platform::Variant>& DocumentChangedEventNotBuilt() const noexcept {
-    return documentChangedNotBuilt_;
-  }
+  // The document routines, over this module as their site; null before
+  // initialisation and after destruction.
+  workflow::Workflow* GetWorkflow() noexcept { return workflow_.get(); }
+
+  // Lets go of the host's application object, as after its Quit.
+  void DisconnectApplication() noexcept { host_.Application.reset(); }
+
+  // Steps the document routines reached that belong to work not built yet, in
+  // the order they came; each is traced under "NotBuilt" too.
+  void RecordNotBuilt(std::string_view routine);
+  const std::vector<std::string>& NotBuilt() const noexcept { return notBuilt_; }
 
  private:
   void DoCreate();
@@ -186,9 +184,12 @@ class TAddInModule {
   void DoStartupTimer();
   void AdaptToHostVersion();
   std::string ReadHostVersion();
+  // The routines, or a logic_error before initialisation (an event that came
+  // too early goes to the error handler).
+  workflow::Workflow& RequireWorkflow();
+  void BindIntercepts();
 
   AddInHost host_;
-  Hooks hooks_;
   std::unique_ptr<foundation::LogContext> ownContext_;
   foundation::LogContext* context_;
   std::unique_ptr<InMemoryPaneManager> ownPanes_;
@@ -197,6 +198,9 @@ class TAddInModule {
   // Declared before dm_ so that it outlives the data module that points to it.
   std::unique_ptr<ModuleDataCallbacks> callbacks_;
   std::unique_ptr<data::Tdm> dm_;
+  // Declared after dm_, so that the routines go before the data module they use.
+  std::unique_ptr<ModuleWorkflowSite> site_;
+  std::unique_ptr<workflow::Workflow> workflow_;
 
   std::int32_t finalizedSessionID_ = 0;
   std::int32_t sessionID_ = 0;
@@ -206,7 +210,7 @@ class TAddInModule {
   std::string cacheDir_;
   std::vector<HostType> supportedHosts_;
   std::vector<std::pair<std::string, std::string>> crashFields_;
-  std::vector<platform::Variant> documentChangedNotBuilt_;
+  std::vector<std::string> notBuilt_;
 };
 
 }  // namespace quillorn::addin

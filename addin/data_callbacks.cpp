@@ -1,13 +1,26 @@
 #include "addin/data_callbacks.h"
 
+#include <cstdint>
+
 #include "addin/addin_module.h"
 #include "addin/button_states.h"
 #include "addin/custom_fields.h"
 #include "data/tdm.h"
+#include "workflow/workflow.h"
 
 namespace quillorn::addin {
 
-void ModuleDataCallbacks::RefreshDocFields() { notBuilt_.emplace_back("RefreshDocFields"); }
+void ModuleDataCallbacks::RefreshDocFields() {
+  module_.Guarded([this] {
+    data::Tdm* dm = module_.dm();
+    workflow::Workflow* routines = module_.GetWorkflow();
+    if (dm == nullptr || routines == nullptr) return;
+    // By convention the current FILES row is the active document's.
+    std::int64_t docId = 0;
+    if (dm->tblFiles.Active() && !dm->tblFiles.IsEmpty()) docId = dm->tblFiles.FieldByName("DOC_ID").AsLargeInt();
+    routines->Tracking.RefreshDocFields(docId);
+  });
+}
 
 void ModuleDataCallbacks::PopulateCustomFields() {
   module_.Guarded([this] {
@@ -15,7 +28,11 @@ void ModuleDataCallbacks::PopulateCustomFields() {
   });
 }
 
-void ModuleDataCallbacks::RefreshTemplateQuery() { notBuilt_.emplace_back("RefreshTemplateQuery"); }
+void ModuleDataCallbacks::RefreshTemplateQuery() {
+  module_.Guarded([this] {
+    if (workflow::Workflow* routines = module_.GetWorkflow()) routines->Tracking.RefreshTemplateQuery();
+  });
+}
 
 void ModuleDataCallbacks::SetQuillornRibbonButtonStates() {
   module_.Guarded([this] { addin::SetQuillornRibbonButtonStates(module_); });

@@ -1,7 +1,6 @@
-// Word's events handed to the add-in module. The rows that need only the module
-// (tracing, document tracking through its hook, the cloud upload timer) are
-// routed here; the save, close and print rows wait for the document workflow
-// and, until it is plugged in, leave Word's own action alone.
+// Word's events handed to the add-in module: each goes to the module's handler
+// of the same name, which runs it as the framework runs an event. Nothing is
+// decided here.
 #pragma once
 
 #include "addin/addin_module.h"
@@ -22,7 +21,6 @@ class ModuleWordEvents final : public WordAppEvents {
   void WordAppEventsWindowDeactivate(const platform::Variant& Doc, const platform::Variant& Wn) override;
 
  private:
-  void DocumentChangedEvent(const platform::Variant& doc);
   addin::TAddInModule& module_;
 };
 

@@ -1,0 +1,341 @@
+// Each host's events and the intercepted save commands, mapped onto the few
+// document routines. The handlers are thin; what matters is which host has which
+// event and the guards. Every one runs as the framework runs an event: an
+// exception ends in AddInModuleError and never reaches the host.
+#include <cstdint>
+#include <exception>
+#include <string>
+
+#include "addin/addin_module.h"
+#include "data/table.h"
+#include "data/tdm.h"
+#include "foundation/log.h"
+#include "workflow/document_save.h"
+#include "workflow/workflow.h"
+
+namespace quillorn::addin {
+namespace {
+
+using foundation::LogTrace;
+using platform::Variant;
+
+constexpr char kSaveAsDisabled[] = "\"Save As\" is disabled for Quillorn documents!";
+constexpr char kPowerPointSaveDisabled[] = "\"Save\" and \"Save As\" is disabled for Approved Quillorn documents!";
+
+// Word's wdProtectionType for an unprotected document, and the type the add-in
+// protects with (wdAllowOnlyFormFields).
+constexpr int kWdNoProtection = -1;
+constexpr int kWdAllowOnlyFormFields = 2;
+
+bool FilesOpen(data::Tdm* dm) { return dm != nullptr && dm->tblFiles.Active(); }
+
+bool Flag(data::Tdm& dm, const char* column) { return dm.tblFiles.FieldByName(column).AsBoolean(); }
+
+// The current FILES row is the active document's, by convention. A table with no
+// row at all describes no document, so nothing is managed then.
+bool IsManaged(data::Tdm* dm) {
+  if (!FilesOpen(dm) || dm->tblFiles.IsEmpty()) return false;
+  return !Flag(*dm, "IGNORE") && !Flag(*dm, "OLE_IGNORE");
+}
+
+// Word writes only a document it counts as changed; this makes sure of it
+// without changing the content: a blank in and out again, under the protection
+// the document had.
+void TouchForSave(const Variant& doc) {
+  try {
+    const bool wasProtected = doc.Get("ProtectionType").AsInt() != kWdNoProtection;
+    if (wasProtected) doc.Call("Unprotect", {workflow::kProtectionPassword});
+    doc.Get("Content").Call("InsertAfter", {" "});
+    const std::int32_t end = doc.Get("Content").Get("End").AsInt();
+    doc.Call("Range", {end - 2, end}).Call("Delete", {1, 1});
+    if (wasProtected) doc.Call("Protect", {kWdAllowOnlyFormFields, true, workflow::kProtectionPassword});
+  } catch (const std::exception&) {
+    // A document that refuses is saved as it stands.
+  }
+}
+
+}  // namespace
+
+// ---- Word -----------------------------------------------------------------------
+
+void TAddInModule::WordAppEventsDocumentOpen(const Variant& doc) {
+  Guarded([&] {
+    LogTrace("Word", "OnDocumentOpen");
+    RequireWorkflow().Tracking.DocumentChangedEvent(doc);
+  });
+}
+
+void TAddInModule::WordAppEventsDocumentChange() {
+  Guarded([&] {
+    LogTrace("Word", "OnDocumentChange session: " + std::to_string(sessionID_));
+    const Variant app(host_.Application);
+    if (app.Get("Documents").Get("Count").AsInt() > 0) {
+      RequireWorkflow().Tracking.DocumentChangedEvent(app.Get("ActiveDocument"));
+    }
+  });
+}
+
+void TAddInModule::WordAppEventsDocumentBeforeSave(const Variant& doc, bool& SaveAsUI, bool& Cancel) {
+  Guarded([&] {
+    LogTrace("Word", SaveAsUI ? "OnDocumentBeforeSave: SaveAsUI=true" : "OnDocumentBeforeSave: SaveAsUI=false");
+    // Every document, managed or not, whatever the flags.
+    TouchForSave(doc);
+    data::Tdm* tdm = dm_.get();
+    if (mInternalSave || !IsManaged(tdm)) return;
+    // Word 2007's Office menu keeps Save As away by itself.
+    if (officeVersion_ < 2010) return;
+    LogTrace("Word", "OnDocumentBeforeSave: about to tblFiles.Resync");
+    tdm->tblFiles.Resync();
+    if (SaveAsUI && IsManaged(tdm)) {
+      Cancel = true;
+      host_.Prompts->MessageDlg(kSaveAsDisabled, platform::MessageKind::Error, platform::Buttons::OK);
+    }
+  });
+}
+
+void TAddInModule::WordAppEventsDocumentBeforeClose(const Variant& /*doc*/, bool& Cancel) {
+  Guarded([&] {
+    if (mInternalClose) return;
+    data::Tdm* tdm = dm_.get();
+    if (FilesOpen(tdm) && !Flag(*tdm, "OLE_IGNORE")) Cancel = RequireWorkflow().Closing.DocumentCloseEvent();
+    if (!Cancel) RequireWorkflow().Tracking.DeactivateToolbox();
+  });
+}
+
+void TAddInModule::WordAppEventsDocumentBeforePrint(const Variant& /*doc*/, bool& /*Cancel*/) {
+  Guarded([&] { RecordNotBuilt("WordAppEventsDocumentBeforePrint"); });
+}
+
+void TAddInModule::WordAppEventsWindowActivate(const Variant& /*doc*/, const Variant& /*wn*/) {
+  Guarded([&] {
+    if (isCloudPlatform_) UploadCheckTimer.SetEnabled(true);
+  });
+}
+
+void TAddInModule::WordAppEventsWindowDeactivate(const Variant& /*doc*/, const Variant& /*wn*/) {
+  Guarded([&] {
+    if (isCloudPlatform_) UploadCheckTimer.SetEnabled(false);
+  });
+}
+
+// ---- Excel ----------------------------------------------------------------------
+
+void TAddInModule::ExcelAppEventsWorkbookOpen(const Variant& wb) {
+  Guarded([&] {
+    LogTrace("Excel", "OnWorkbookOpen");
+    RequireWorkflow().Tracking.DocumentChangedEvent(wb);
+  });
+}
+
+void TAddInModule::ExcelAppEventsWorkbookActivate(const Variant& wb) {
+  Guarded([&] {
+    LogTrace("Excel", "OnWindowActivate");
+    RequireWorkflow().Tracking.DocumentChangedEvent(wb);
+  });
+}
+
+void TAddInModule::ExcelAppEventsWorkbookBeforeSave(const Variant& /*wb*/, bool SaveAsUI, bool& Cancel) {
+  Guarded([&] {
+    LogTrace("Excel", SaveAsUI ? "OnWorkbookBeforeSave SaveAsUI=true" : "OnWorkbookBeforeSave SaveAsUI=false");
+    data::Tdm* tdm = dm_.get();
+    // Below 2013 Excel's backstage itself keeps Save As away.
+    if (mInternalSave || !FilesOpen(tdm) || officeVersion_ < 2013) return;
+    tdm->tblFiles.Resync();
+    if (SaveAsUI && IsManaged(tdm)) {
+      Cancel = true;
+      host_.Prompts->MessageDlg(kSaveAsDisabled, platform::MessageKind::Error, platform::Buttons::OK);
+    }
+  });
+}
+
+void TAddInModule::ExcelAppEventsWorkbookBeforeClose(const Variant& /*wb*/, bool& Cancel) {
+  // No look at the table and no toolbox switch here, unlike Word.
+  Guarded([&] {
+    if (!mInternalClose) Cancel = RequireWorkflow().Closing.DocumentCloseEvent();
+  });
+}
+
+void TAddInModule::ExcelAppEventsWorkbookBeforePrint(const Variant& /*wb*/, bool& /*Cancel*/) {
+  Guarded([&] { RecordNotBuilt("ExcelAppEventsWorkbookBeforePrint"); });
+}
+
+void TAddInModule::ExcelAppEventsWindowActivate(const Variant& /*wb*/, const Variant& /*wn*/) {
+  Guarded([&] {
+    if (isCloudPlatform_) UploadCheckTimer.SetEnabled(true);
+  });
+}
+
+void TAddInModule::ExcelAppEventsWindowDeactivate(const Variant& /*wb*/, const Variant& /*wn*/) {
+  Guarded([&] {
+    if (isCloudPlatform_) UploadCheckTimer.SetEnabled(false);
+  });
+}
+
+// ---- PowerPoint -----------------------------------------------------------------
+
+void TAddInModule::PowerPointAppEventsPresentationOpen(const Variant& pres) {
+  Guarded([&] {
+    LogTrace("PowerPoint", "OnPresentationOpen");
+    RequireWorkflow().Tracking.DocumentChangedEvent(pres);
+  });
+}
+
+void TAddInModule::PowerPointAppEventsWindowActivate(const Variant& pres, const Variant& /*wn*/) {
+  Guarded([&] {
+    LogTrace("PowerPoint", "OnWindowActivate");
+    if (isCloudPlatform_) UploadCheckTimer.SetEnabled(true);
+    RequireWorkflow().Tracking.DocumentChangedEvent(pres);
+  });
+}
+
+void TAddInModule::PowerPointAppEventsWindowDeactivate(const Variant& /*pres*/, const Variant& /*wn*/) {
+  Guarded([&] {
+    if (isCloudPlatform_) UploadCheckTimer.SetEnabled(false);
+  });
+}
+
+void TAddInModule::PowerPointAppEventsPresentationBeforeSave(const Variant& /*pres*/, bool& Cancel) {
+  Guarded([&] {
+    LogTrace("PowerPoint", "OnPresentationBeforeSave");
+    data::Tdm* tdm = dm_.get();
+    if (mInternalSave || !FilesOpen(tdm) || officeVersion_ < 2010) return;
+    tdm->tblFiles.Resync();
+    // PowerPoint says nothing of Save As, so any save of an editable managed
+    // presentation that the add-in did not start is refused. The test is on
+    // READ_ONLY, whatever the message says of approval.
+    if (IsManaged(tdm) && !Flag(*tdm, "READ_ONLY")) {
+      Cancel = true;
+      host_.Prompts->MessageDlg(kPowerPointSaveDisabled, platform::MessageKind::Error, platform::Buttons::OK);
+    }
+  });
+}
+
+void TAddInModule::PowerPointAppEventsPresentationBeforeClose(const Variant& pres, bool& Cancel) {
+  Guarded([&] {
+    LogTrace("PowerPoint", "OnPresentationBeforeClose");
+    if (mInternalClose) return;
+    if (officeVersion_ < 2010) {
+      Cancel = RequireWorkflow().Closing.DocumentCloseEvent();
+      return;
+    }
+    data::Tdm* tdm = dm_.get();
+    if (!FilesOpen(tdm)) return;
+    tdm->tblFiles.Resync();
+    if (!IsManaged(tdm)) return;
+    // A read-only presentation was never the user's to save: no question.
+    if (Flag(*tdm, "READ_ONLY")) pres.Put("Saved", true);
+    Cancel = RequireWorkflow().Closing.DocumentCloseEvent();
+  });
+}
+
+void TAddInModule::PowerPointAppEventsPresentationClose(const Variant& /*pres*/) {
+  Guarded([&] {
+    LogTrace("PowerPoint", "OnPresentationClose");
+    // PowerPoint 2007's before-close does not come for every close; the close
+    // itself can no longer be cancelled, so the answer is not used.
+    if (officeVersion_ == 2007 && !mInternalClose) RequireWorkflow().Closing.DocumentCloseEvent();
+  });
+}
+
+void TAddInModule::PowerPointAppEventsPresentationPrint(const Variant& /*pres*/) {
+  Guarded([&] { RecordNotBuilt("PowerPointAppEventsPresentationPrint"); });
+}
+
+void TAddInModule::PowerPointAppEventsSlideSelectionChanged(const Variant& /*sldRange*/) {}
+
+// ---- Publisher ------------------------------------------------------------------
+
+void TAddInModule::PublisherAppEventsDocumentOpen(const Variant& doc) {
+  Guarded([&] {
+    LogTrace("Publisher", "OnDocumentOpen");
+    RequireWorkflow().Tracking.DocumentChangedEvent(doc);
+  });
+}
+
+void TAddInModule::PublisherAppEventsWindowActivate(const Variant& /*wn*/) {
+  Guarded([&] {
+    LogTrace("Publisher", "OnWindowActivate");
+    RequireWorkflow().Tracking.DocumentChangedEvent(Variant(host_.Application).Get("ActiveDocument"));
+  });
+}
+
+void TAddInModule::PublisherAppEventsDocumentBeforeClose(const Variant& /*doc*/, bool& Cancel) {
+  Guarded([&] {
+    if (!mInternalClose) Cancel = RequireWorkflow().Closing.DocumentCloseEvent();
+  });
+}
+
+void TAddInModule::PublisherAppEventsNewDocument(const Variant& /*doc*/) {
+  Guarded([&] { LogTrace("Publisher", "OnNewDocument"); });
+}
+
+void TAddInModule::PublisherAppEventsBeforePrint(const Variant& /*doc*/, bool& /*Cancel*/) {
+  Guarded([&] { LogTrace("Publisher", "OnBeforePrint"); });
+}
+
+// ---- Intercepted commands -------------------------------------------------------
+
+void TAddInModule::FileSaveCommandAction(bool& Cancel) {
+  Guarded([&] {
+    if (IsManaged(dm_.get())) Cancel = RequireWorkflow().Saving.DocumentSave();
+  });
+}
+
+void TAddInModule::FileSaveControlActionEx(bool& Cancel) { FileSaveCommandAction(Cancel); }
+
+void TAddInModule::FileSaveShortcutAction() {
+  Guarded([&] {
+    data::Tdm* tdm = dm_.get();
+    // Only IGNORE and READ_ONLY are asked, not OLE_IGNORE. A table that is not
+    // open yet or has no row describes no document of ours: the host saves.
+    const bool ours = FilesOpen(tdm) && !tdm->tblFiles.IsEmpty() && !Flag(*tdm, "IGNORE") &&
+                      !Flag(*tdm, "READ_ONLY");
+    if (ours) {
+      RequireWorkflow().Saving.DocumentSave();
+      return;
+    }
+    // The shortcut swallows the key: without this Ctrl+S would do nothing in a
+    // foreign or read-only document.
+    const Variant app(host_.Application);
+    switch (host_.Type) {
+      case ohaWord:
+      case ohaPublisher: app.Get("ActiveDocument").Call("Save"); break;
+      case ohaExcel: app.Get("ActiveWorkbook").Call("Save"); break;
+      case ohaPowerPoint: app.Get("ActivePresentation").Call("Save"); break;
+    }
+  });
+}
+
+void TAddInModule::FileSaveAsCommandAction(bool& Cancel) {
+  Guarded([&] {
+    if (!IsManaged(dm_.get())) return;
+    Cancel = true;
+    RecordNotBuilt("DocumentSaveAs");
+  });
+}
+
+void TAddInModule::SaveAsCommandActionEx(bool& Cancel) {
+  Guarded([&] {
+    // Publisher's command bar; its Save As counts only with a window in front.
+    if (host_.Type != ohaPublisher) return;
+    if (!Variant(host_.Application).Get("ActiveWindow").Get("Visible").AsBool()) return;
+    if (!IsManaged(dm_.get())) return;
+    RecordNotBuilt("DocumentSaveAs");
+    Cancel = true;
+  });
+}
+
+void TAddInModule::BindIntercepts() {
+  surface_.Bind("FileSaveCommandAction", [this](Control&, bool& cancel) { FileSaveCommandAction(cancel); });
+  surface_.Bind("FileSaveControlActionEx", [this](Control&, bool& cancel) { FileSaveControlActionEx(cancel); });
+  surface_.Bind("FileSaveShortcutAction", [this](Control&, bool&) { FileSaveShortcutAction(); });
+  surface_.Bind("FileSaveAsCommandAction", [this](Control&, bool& cancel) { FileSaveAsCommandAction(cancel); });
+  surface_.Bind("SaveAsCommandActionEx", [this](Control&, bool& cancel) { SaveAsCommandActionEx(cancel); });
+  // Mail commands are only watched: the host's own command runs.
+  surface_.Bind("SendEmailAction", [](Control&, bool&) {});
+  surface_.Bind("PrintCommandAction", [this](Control&, bool&) { Guarded([this] { RecordNotBuilt("PrintCommandAction"); }); });
+  surface_.Bind("InsertCommandAction",
+                [this](Control&, bool&) { Guarded([this] { RecordNotBuilt("InsertCommandAction"); }); });
+}
+
+}  // namespace quillorn::addin

@@ -1,0 +1,78 @@
+#include "addin/module_site.h"
+
+#include <stdexcept>
+
+#include "addin/addin_module.h"
+#include "addin/button_states.h"
+#include "data/tdm.h"
+
+namespace quillorn::addin {
+
+ModuleWorkflowSite::ModuleWorkflowSite(TAddInModule& module) : module_(module) {}
+
+workflow::HostType ModuleWorkflowSite::Host() const {
+  // The framework's numbering and the automation routines' are the same values.
+  return static_cast<workflow::HostType>(module_.GetHostType());
+}
+
+int ModuleWorkflowSite::OfficeVersion() const { return module_.OfficeVersion(); }
+bool ModuleWorkflowSite::IsCloudPlatform() const { return module_.mIsCloudPlatform(); }
+std::int32_t ModuleWorkflowSite::SessionID() const { return module_.sessionID(); }
+
+platform::Variant ModuleWorkflowSite::Application() {
+  const platform::ObjectRef& app = module_.GetHost().Application;
+  return app ? platform::Variant(app) : platform::Variant();
+}
+
+void ModuleWorkflowSite::DisconnectApplication() { module_.DisconnectApplication(); }
+
+data::Tdm& ModuleWorkflowSite::dm() {
+  data::Tdm* dm = module_.dm();
+  if (dm == nullptr) throw std::logic_error("The data module is not there before initialisation");
+  return *dm;
+}
+
+platform::Prompts& ModuleWorkflowSite::Prompts() {
+  platform::Prompts* prompts = module_.GetHost().Prompts;
+  if (prompts == nullptr) throw std::logic_error("The add-in module was given no prompts");
+  return *prompts;
+}
+
+platform::SystemServices& ModuleWorkflowSite::System() { return *module_.GetHost().System; }
+
+automation::DocFieldsContext& ModuleWorkflowSite::FieldsContext() {
+  if (!fields_) {
+    records_ = std::make_unique<workflow::TdmRecordSource>(dm(), System());
+    fields_.emplace(automation::DocFieldsContext{*records_, Host(), Application(), controlFieldValues_});
+  }
+  // The application goes once the host has quit; the routines then see Empty.
+  fields_->application = Application();
+  return *fields_;
+}
+
+bool& ModuleWorkflowSite::mInternalSave() { return module_.mInternalSave; }
+bool& ModuleWorkflowSite::mInternalClose() { return module_.mInternalClose; }
+platform::Timer& ModuleWorkflowSite::ShutdownTimer() { return module_.ShutdownTimer; }
+platform::Timer& ModuleWorkflowSite::UploadCheckTimer() { return module_.UploadCheckTimer; }
+
+void ModuleWorkflowSite::ShowQuillornPane(std::int64_t docId) { module_.ShowQuillornPane(docId); }
+void ModuleWorkflowSite::HideQuillornPane() { module_.HideQuillornPane(); }
+void ModuleWorkflowSite::ShowQuillornTabs(bool visible) { module_.ShowQuillornTabs(visible); }
+void ModuleWorkflowSite::SetQuillornRibbonButtonStates() { addin::SetQuillornRibbonButtonStates(module_); }
+
+bool ModuleWorkflowSite::PaneExists() const {
+  const PaneManager* panes = module_.Panes();
+  return panes != nullptr && panes->ItemCount() > 0;
+}
+
+std::optional<workflow::PageFormatSetting> ModuleWorkflowSite::PageFormat() const { return std::nullopt; }
+
+void ModuleWorkflowSite::RefreshPaneTemplates() {
+  // The pane's template list lives in the toolbox form, which the pane shell
+  // does not hold yet: with a pane there is a list that goes unrefreshed.
+  if (PaneExists()) NotBuilt("RefreshPaneTemplates");
+}
+
+void ModuleWorkflowSite::NotBuilt(std::string_view routine) { module_.RecordNotBuilt(routine); }
+
+}  // namespace quillorn::addin
