@@ -13,6 +13,7 @@
 #include "platform/win32/platform_readers.h"
 #include "platform/win32/this_module.h"
 #include "win/addin_ids.h"
+#include "win/host_events.h"
 
 namespace quillorn::win {
 
@@ -89,9 +90,11 @@ HRESULT STDMETHODCALLTYPE TQuillornInterface::OnConnection(IDispatch* Applicatio
     loop_->SetExceptionHandler([this](std::exception_ptr e) { ReportError(e); });
     module_->AddInModuleCreate();
     module_->AddInModuleAddInInitialize();
-    if (module_->GetHostType() == addin::ohaWord) {
-      word_events_ = std::make_unique<ModuleWordEvents>(*module_);
-      sink_ = ConnectWordEvents(Application, *word_events_, [this](std::exception_ptr e) { ReportError(e); });
+    try {
+      sink_ = ConnectHostEvents(Application, *module_, [this](std::exception_ptr e) { ReportError(e); });
+    } catch (...) {
+      // Without the host's events the commands still work; start-up goes on.
+      ReportError(std::current_exception());
     }
     if (mode != ext_cm_Startup) OnStartupComplete(nullptr);
     return S_OK;
@@ -134,7 +137,6 @@ void TQuillornInterface::Disconnect() {
     module_->AddInModuleDestroy();
     module_.reset();
   }
-  word_events_.reset();
   loop_.reset();  // after the module: its timers live on the loop
   prompts_.reset();
   system_.reset();

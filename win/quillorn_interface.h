@@ -16,7 +16,6 @@
 #include "platform/win32/windows_prompts.h"
 #include "win/event_sink.h"
 #include "win/extensibility.h"
-#include "win/module_word_events.h"
 
 namespace quillorn::win {
 
@@ -61,7 +60,6 @@ class TQuillornInterface final : public IDTExtensibility2 {
   std::unique_ptr<platform::WindowsPrompts> prompts_;
   std::unique_ptr<platform::SystemServices> system_;
   std::unique_ptr<addin::TAddInModule> module_;
-  std::unique_ptr<ModuleWordEvents> word_events_;
   platform::ComPtr<EventSink> sink_;
   bool startup_complete_ = false;
   bool shutdown_begun_ = false;

@@ -1,17 +1,20 @@
-// Word's application events as the add-in receives them: the handlers by their
-// component-and-event names, the published interface and dispatch ids, and the
-// sink that decodes one into the other. Cancel and SaveAsUI go back to Word.
+// Word's application events as the add-in receives them: the published ids of
+// its ApplicationEvents4 interface, and the table that hands each event to the
+// handler of the same name with Cancel and SaveAsUI going back to Word. It
+// decides nothing itself.
 #pragma once
 
 #include <windows.h>
 
-#include "platform/variant.h"
+#include <map>
+#include <utility>
+
 #include "platform/win32/com_ptr.h"
 #include "win/event_sink.h"
 
 namespace quillorn::win {
 
-// Word's ApplicationEvents4 dispatch interface and the ids of its events.
+// ApplicationEvents4, {00020A01-0000-0000-C000-000000000046}, and the ids of its events.
 inline constexpr IID kDIID_WordApplicationEvents4 = {
     0x00020a01, 0x0000, 0x0000, {0xc0, 0x00, 0x00, 0x00, 0x00, 0x00, 0x00, 0x46}};
 enum WordEventId : DISPID {
@@ -20,25 +23,32 @@ enum WordEventId : DISPID {
   kWordDocumentOpen = 4,
   kWordDocumentBeforeClose = 6,
   kWordDocumentBeforePrint = 7,
-  kWordDocumentBeforeSave = 8,
+  kWordDocumentBeforeSave = 8,  // SaveAsUI and Cancel both by reference
   kWordWindowActivate = 10,
   kWordWindowDeactivate = 11,
 };
 
-class WordAppEvents {
- public:
-  virtual ~WordAppEvents() = default;
-  virtual void WordAppEventsDocumentOpen(const platform::Variant& Doc) = 0;
-  virtual void WordAppEventsDocumentChange() = 0;
-  virtual void WordAppEventsDocumentBeforeSave(const platform::Variant& Doc, bool& SaveAsUI, bool& Cancel) = 0;
-  virtual void WordAppEventsDocumentBeforeClose(const platform::Variant& Doc, bool& Cancel) = 0;
-  virtual void WordAppEventsDocumentBeforePrint(const platform::Variant& Doc, bool& Cancel) = 0;
-  virtual void WordAppEventsWindowActivate(const platform::Variant& Doc, const platform::Variant& Wn) = 0;
-  virtual void WordAppEventsWindowDeactivate(const platform::Variant& Doc, const platform::Variant& Wn) = 0;
-};
-
-// `handlers` must outlive the sink (or its Disconnect).
-platform::ComPtr<EventSink> ConnectWordEvents(IDispatch* application, WordAppEvents& handlers,
-                                              EventErrorHandler on_error);
+// `h` answers to the module's handler names (WordAppEventsDocumentOpen ...) and
+// must outlive the sink or its Disconnect.
+template <class Handlers>
+platform::ComPtr<EventSink> ConnectWordEvents(IDispatch* application, Handlers& h, EventErrorHandler on_error) {
+  std::map<DISPID, EventHandler> table = {
+      {kWordDocumentOpen, [&h](EventArgs& a) { h.WordAppEventsDocumentOpen(a.At(0)); }},
+      {kWordDocumentChange, [&h](EventArgs&) { h.WordAppEventsDocumentChange(); }},
+      {kWordDocumentBeforeSave,
+       [&h](EventArgs& a) {
+         a.WithFlag(1, [&](bool& save_as_ui) {
+           a.WithFlag(2, [&](bool& cancel) { h.WordAppEventsDocumentBeforeSave(a.At(0), save_as_ui, cancel); });
+         });
+       }},
+      {kWordDocumentBeforeClose,
+       [&h](EventArgs& a) { a.WithFlag(1, [&](bool& cancel) { h.WordAppEventsDocumentBeforeClose(a.At(0), cancel); }); }},
+      {kWordDocumentBeforePrint,
+       [&h](EventArgs& a) { a.WithFlag(1, [&](bool& cancel) { h.WordAppEventsDocumentBeforePrint(a.At(0), cancel); }); }},
+      {kWordWindowActivate, [&h](EventArgs& a) { h.WordAppEventsWindowActivate(a.At(0), a.At(1)); }},
+      {kWordWindowDeactivate, [&h](EventArgs& a) { h.WordAppEventsWindowDeactivate(a.At(0), a.At(1)); }},
+  };
+  return EventSink::Connect(application, kDIID_WordApplicationEvents4, std::move(table), std::move(on_error));
+}
 
 }  // namespace quillorn::win

@@ -17,12 +17,14 @@
 #include <string>
 #include <vector>
 
+#include "hostsim/excel.h"
 #include "hostsim/word.h"
 #include "platform/win32/com_ptr.h"
 #include "platform/win32/wide_text.h"
 #include "win/addin_ids.h"
 #include "win/extensibility.h"
 #include "win/tests/check.h"
+#include "win/tests/sim_excel_com.h"
 #include "win/tests/sim_word_com.h"
 
 using namespace quillorn;
@@ -228,19 +230,51 @@ CacheReading ReadCache(const fs::path& file) {
   return reading;
 }
 
-CHECK_CASE(WordDrivesTheAddInThroughItsLifecycle) {
-  fs::remove(AppDataDir() / L"AddIn Trace.txt");
-  // Tracing on, and a server address on this machine that answers nobody.
-  WriteAddInIni(
-      "[Debug]\r\nTrace=true\r\n[Connection Settings]\r\nLocal_Address=127.0.0.1\r\nPort=9\r\n"
-      "Local_TimeOut=1\r\n");
+// Tracing on, and a server address on this machine that answers nobody.
+constexpr char kTracingIni[] =
+    "[Debug]\r\nTrace=true\r\n[Connection Settings]\r\nLocal_Address=127.0.0.1\r\nPort=9\r\nLocal_TimeOut=1\r\n";
 
+struct ExpectedLine {
+  const char* where;
+  std::string what;
+  bool prefix;  // `what` is the start of the line
+};
+
+// Each expected line must come after the one before it; others may come between.
+void CheckInOrder(const std::vector<TraceLine>& trace, const std::vector<ExpectedLine>& expected) {
+  std::size_t at = 0;
+  for (const ExpectedLine& e : expected) {
+    std::size_t i = at;
+    while (i < trace.size() && !(trace[i].where == e.where &&
+                                 (e.prefix ? trace[i].what.rfind(e.what, 0) == 0 : trace[i].what == e.what))) {
+      ++i;
+    }
+    CHECK_EQ_NOTE(i < trace.size(), true, std::string("in order: ") + e.where + " " + e.what);
+    if (i < trace.size()) at = i + 1;
+  }
+}
+
+void PrintTrace(const std::vector<TraceLine>& trace) {
+  std::printf("  -- the module's trace (%zu lines):\n", trace.size());
+  for (const TraceLine& t : trace) std::printf("  | %s | %s\n", t.where.c_str(), t.what.c_str());
+}
+
+// The add-in as Office creates it, by its ProgID; null after a failed check.
+ComPtr<win::IDTExtensibility2> CreateAddIn() {
   CLSID clsid{};
   CHECK_EQ(::CLSIDFromProgID(L"QuillornAddIn.QuillornInterface", &clsid), S_OK);
   ComPtr<win::IDTExtensibility2> addin;
   CHECK_EQ(::CoCreateInstance(clsid, nullptr, CLSCTX_INPROC_SERVER, win::kIID_IDTExtensibility2,
                               reinterpret_cast<void**>(addin.Put())),
            S_OK);
+  return addin;
+}
+
+CHECK_CASE(WordDrivesTheAddInThroughItsLifecycle) {
+  fs::remove(AppDataDir() / L"AddIn Trace.txt");
+  WriteAddInIni(kTracingIni);
+
+  ComPtr<win::IDTExtensibility2> addin = CreateAddIn();
   if (!addin) return;
   // The co-class's own dispatch interface answers too.
   ComPtr<IDispatch> own;
@@ -275,39 +309,24 @@ CHECK_CASE(WordDrivesTheAddInThroughItsLifecycle) {
   ::CoFreeUnusedLibraries();
 
   const std::vector<TraceLine> trace = ReadTrace();
-  std::printf("  -- the module's trace (%zu lines):\n", trace.size());
-  for (const TraceLine& t : trace) std::printf("  | %s | %s\n", t.where.c_str(), t.what.c_str());
+  PrintTrace(trace);
 
   // The lines of a session, in this order (others may come between them). The
   // module reads the trace switch at initialisation, so create's lines are not
   // among them.
-  const struct {
-    const char* where;
-    std::string what;
-    bool prefix;
-  } expected[] = {
-      {"AddInInitialize", "Session: ", true},
-      {"AddInInitialize", "Running in NON cloud mode", false},
-      {"StartupComplete", "", false},
-      {"Word", "OnDocumentOpen", false},
-      {"Word", "OnDocumentChange session: ", true},
-      {"Word", "OnDocumentBeforeSave: SaveAsUI=false", false},
-      {"AddInBeginShutdown", "Begin Shutdown of session: ", true},
-      {"AddInBeginShutdown", "Shutdown of session: ", true},
-      {"AddInFinalize", "", false},
-      {"AddInModuleDestroy", "", false},
-  };
-  std::size_t at = 0;
+  CheckInOrder(trace, {
+                          {"AddInInitialize", "Session: ", true},
+                          {"AddInInitialize", "Running in NON cloud mode", false},
+                          {"StartupComplete", "", false},
+                          {"Word", "OnDocumentOpen", false},
+                          {"Word", "OnDocumentChange session: ", true},
+                          {"Word", "OnDocumentBeforeSave: SaveAsUI=false", false},
+                          {"AddInBeginShutdown", "Begin Shutdown of session: ", true},
+                          {"AddInBeginShutdown", "Shutdown of session: ", true},
+                          {"AddInFinalize", "", false},
+                          {"AddInModuleDestroy", "", false},
+                      });
   std::string session;
-  for (const auto& e : expected) {
-    std::size_t i = at;
-    while (i < trace.size() && !(trace[i].where == e.where &&
-                                 (e.prefix ? trace[i].what.rfind(e.what, 0) == 0 : trace[i].what == e.what))) {
-      ++i;
-    }
-    CHECK_EQ_NOTE(i < trace.size(), true, std::string("in order: ") + e.where + " " + e.what);
-    if (i < trace.size()) at = i + 1;
-  }
   // One session number throughout: the one initialisation took.
   for (const TraceLine& t : trace) {
     if (t.where == "AddInInitialize" && t.what.rfind("Session: ", 0) == 0) session = t.what.substr(9);
@@ -330,6 +349,37 @@ CHECK_CASE(WordDrivesTheAddInThroughItsLifecycle) {
   for (const char* table : {"FILES", "DOCS", "USERS", "CODES", "VER"}) {
     CHECK_EQ_NOTE(std::count(reading.tables.begin(), reading.tables.end(), table), 1, table);
   }
+}
+
+CHECK_CASE(ExcelDrivesTheAddInThroughItsSink) {
+  fs::remove(AppDataDir() / L"AddIn Trace.txt");
+  WriteAddInIni(kTracingIni);
+  ComPtr<win::IDTExtensibility2> addin = CreateAddIn();
+  if (!addin) return;
+  auto excel_host = hostsim::ExcelHost::Create();
+  excel_host->version = "16.0";
+  auto* excel = new wincheck::SimExcelApplication(excel_host);
+  ComPtr<IDispatch> application = ComPtr<IDispatch>::Adopt(excel);
+
+  // Loaded into Excel, the add-in listens to Excel's events and not Word's.
+  CHECK_EQ(addin->OnConnection(application.get(), win::ext_cm_AfterStartup, nullptr, nullptr), S_OK);
+  CHECK_EQ(excel->SinkCount(), 1u);
+  auto wb = excel_host->Open(Narrow(HarnessFolder()) + "harness book.xlsx");
+  CHECK(wb != nullptr);
+  CHECK_EQ(addin->OnDisconnection(win::ext_dm_UserClosed, nullptr), S_OK);
+  CHECK_EQ(excel->SinkCount(), 0u);
+  addin = ComPtr<win::IDTExtensibility2>();
+  ::CoFreeUnusedLibraries();
+
+  const std::vector<TraceLine> trace = ReadTrace();
+  PrintTrace(trace);
+  CheckInOrder(trace, {
+                          {"StartupComplete", "", false},
+                          {"Excel", "OnWorkbookOpen", false},
+                          {"Excel", "OnWindowActivate", false},
+                          {"AddInBeginShutdown", "Begin Shutdown of session: ", true},
+                          {"AddInModuleDestroy", "", false},
+                      });
 }
 
 CHECK_CASE(UnregistrationLeavesNoKeyBehind) {

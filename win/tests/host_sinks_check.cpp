@@ -44,7 +44,7 @@ std::string NameOf(const Variant& object) {
 
 // Every host's handlers under the module's names. Each notes its name and its
 // first argument's Name; flags are answered from the fields below.
-struct Recorder final : public win::WordAppEvents {
+struct Recorder {
   std::vector<std::string> heard;
   bool cancel = false;    // what every handler leaves in Cancel
   bool save_as_ui = true; // what Word's before-save leaves in SaveAsUI
@@ -52,26 +52,26 @@ struct Recorder final : public win::WordAppEvents {
   void Note(const char* handler, const Variant& first) { heard.push_back(std::string(handler) + " " + NameOf(first)); }
   void Note(const char* handler) { heard.push_back(handler); }
 
-  void WordAppEventsDocumentOpen(const Variant& doc) override { Note("WordAppEventsDocumentOpen", doc); }
-  void WordAppEventsDocumentChange() override { Note("WordAppEventsDocumentChange"); }
-  void WordAppEventsDocumentBeforeSave(const Variant& doc, bool& SaveAsUI, bool& Cancel) override {
+  void WordAppEventsDocumentOpen(const Variant& doc) { Note("WordAppEventsDocumentOpen", doc); }
+  void WordAppEventsDocumentChange() { Note("WordAppEventsDocumentChange"); }
+  void WordAppEventsDocumentBeforeSave(const Variant& doc, bool& SaveAsUI, bool& Cancel) {
     Note("WordAppEventsDocumentBeforeSave", doc);
     if (SaveAsUI) heard.back() += " ui";
     SaveAsUI = save_as_ui;
     Cancel = cancel;
   }
-  void WordAppEventsDocumentBeforeClose(const Variant& doc, bool& Cancel) override {
+  void WordAppEventsDocumentBeforeClose(const Variant& doc, bool& Cancel) {
     Note("WordAppEventsDocumentBeforeClose", doc);
     Cancel = cancel;
   }
-  void WordAppEventsDocumentBeforePrint(const Variant& doc, bool& Cancel) override {
+  void WordAppEventsDocumentBeforePrint(const Variant& doc, bool& Cancel) {
     Note("WordAppEventsDocumentBeforePrint", doc);
     Cancel = cancel;
   }
-  void WordAppEventsWindowActivate(const Variant& doc, const Variant&) override {
+  void WordAppEventsWindowActivate(const Variant& doc, const Variant&) {
     Note("WordAppEventsWindowActivate", doc);
   }
-  void WordAppEventsWindowDeactivate(const Variant& doc, const Variant&) override {
+  void WordAppEventsWindowDeactivate(const Variant& doc, const Variant&) {
     Note("WordAppEventsWindowDeactivate", doc);
   }
 
