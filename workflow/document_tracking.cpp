@@ -121,11 +121,12 @@ void DocumentTracking::DocumentChangedEvent(const Variant& doc) {
     // The first document of a session throws away a checked-out copy's row that
     // an earlier session left for this very file.
     dm.cacheExecSQL("delete from FILES where CHECKED_OUT=true and FILENAME='" + data::SqlSafeString(docName) + "'");
-    files.Refresh();
+    filesRefresh_.Forget();
+    filesRefresh_.Refresh(files);
   } else {
     LogTrace("tblFiles Active", "");
     // Other host processes write FILES too.
-    files.Refresh();
+    filesRefresh_.Refresh(files);
   }
 
   // A row under the negated id is a private copy of the system's own and wins.

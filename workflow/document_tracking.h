@@ -7,6 +7,7 @@
 #include <cstdint>
 #include <string>
 
+#include "workflow/files_refresh.h"
 #include "workflow/module_site.h"
 
 namespace quillorn::workflow {
@@ -39,6 +40,7 @@ class DocumentTracking {
   void WriteFields(const Variant& doc, std::int64_t docId);
 
   ModuleSite& site_;
+  FilesRefresh filesRefresh_;
 };
 
 }  // namespace quillorn::workflow
