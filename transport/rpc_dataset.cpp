@@ -13,17 +13,6 @@ constexpr std::string_view kFieldCodes[kRpcFieldTypeCount] = {
     "WM", "OT", "OI", "WL", "SH", "BB", "FE", "CO", "PA", "ST", "TO", "OJ", "SN",
 };
 
-bool SameNameIgnoringCase(std::string_view a, std::string_view b) noexcept {
-  if (a.size() != b.size()) return false;
-  for (std::size_t i = 0; i < a.size(); ++i) {
-    char x = a[i], y = b[i];
-    if (x >= 'a' && x <= 'z') x = static_cast<char>(x - 32);
-    if (y >= 'a' && y <= 'z') y = static_cast<char>(y - 32);
-    if (x != y) return false;
-  }
-  return true;
-}
-
 }  // namespace
 
 std::string_view FieldTypeCode(TRpcFieldTypes type) noexcept {

@@ -308,19 +308,6 @@ TRpcValue& TRpcArray::At(std::size_t index) {
   return items_[index];
 }
 
-namespace {
-bool SameNameIgnoringCase(std::string_view a, std::string_view b) noexcept {
-  if (a.size() != b.size()) return false;
-  for (std::size_t i = 0; i < a.size(); ++i) {
-    char x = a[i], y = b[i];
-    if (x >= 'a' && x <= 'z') x = static_cast<char>(x - 32);
-    if (y >= 'a' && y <= 'z') y = static_cast<char>(y - 32);
-    if (x != y) return false;
-  }
-  return true;
-}
-}  // namespace
-
 bool TRpcRecord::Equals(const TRpcValueObject& other) const {
   if (other.ValueType() != ValueType()) return false;
   const auto& theirs = static_cast<const TRpcRecord&>(other).fields_;

@@ -244,6 +244,19 @@ class TRpcArray final : public TRpcValueObject {
   std::vector<TRpcValue> items_;
 };
 
+// Names of record fields and data set fields compare so: ASCII letters without
+// regard to case, every other byte as it is.
+inline bool SameNameIgnoringCase(std::string_view a, std::string_view b) noexcept {
+  if (a.size() != b.size()) return false;
+  for (std::size_t i = 0; i < a.size(); ++i) {
+    char x = a[i], y = b[i];
+    if (x >= 'a' && x <= 'z') x = static_cast<char>(x - 32);
+    if (y >= 'a' && y <= 'z') y = static_cast<char>(y - 32);
+    if (x != y) return false;
+  }
+  return true;
+}
+
 // The typed reads by name that a record and a data set's current row share: a
 // missing or null field reads as the empty value of its type. Owner supplies
 // NamedValue(name), the node under the name or nullptr.
