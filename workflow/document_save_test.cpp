@@ -4,9 +4,11 @@
 
 #include <filesystem>
 #include <memory>
+#include <mutex>
 #include <string>
 #include <vector>
 
+#include "data/catalogue_test_support.h"
 #include "data/change_capture.h"
 #include "data/fetching.h"
 #include "data/tdm.h"
@@ -40,7 +42,7 @@ const char* FileNameFor(HostKind kind) {
 // A managed document as tracking leaves it: cached record, FILES row, the
 // file open and active in the host, tblFiles and tblDoc on their rows.
 struct Managed {
-  Managed(HostKind kind, const std::string& status, FilesRow row = {}) : site(kind) {
+  Managed(HostKind kind, const std::string& status, FilesRow row = {}, int port = 0) : site(kind, port) {
     site.CacheDocument(CachedDoc{.DOC_ID = kDocId, .DOC_NO = kDocNo, .STATUS = status}, 3);
     path = site.cache + FileNameFor(kind);
     row.DOC_ID = kDocId;
@@ -191,6 +193,48 @@ TEST(DocumentSave, ApprovedDocumentOfflinePublishesOfficeFileAndPdfInEveryHost) 
     EXPECT_EQ(data::CacheFilesOf(m.site.cache, "PUBLISHED_DOCS").size(), 1u);
     EXPECT_TRUE(m.Leftovers().empty()) << m.Leftovers().front();
     EXPECT_TRUE(m.site.Traced("DocumentSave", "Generating published approved doc as UNprotected"));
+  }
+}
+
+TEST(DocumentSave, ChangedPageFormatBoxOfAWordTemplateGoesToTheServer) {
+  auto statements = std::make_shared<std::vector<std::string>>();
+  auto mutex = std::make_shared<std::mutex>();
+  data::testing::CatalogueServer server([statements, mutex](server::FunctionTable& table) {
+    table.Register("execsql", [statements, mutex](const transport::TRpcRecord& params) {
+      std::lock_guard<std::mutex> lock(*mutex);
+      statements->push_back(params.GetString("sql"));
+      return transport::BooleanValue(true);
+    });
+  });
+  const std::string stem = "update or insert into codes (D_TYPE,CODE,VAL) values ('TEMPLATE_SETTNG', 'KEEP_PG_FORMAT:120";
+  struct Case {
+    HostKind kind;
+    std::optional<PageFormatSetting> box;
+    const char* sent;  // "" for nothing
+  };
+  const std::vector<Case> cases = {
+      {HostKind::Word, std::nullopt, ""},
+      {HostKind::Word, PageFormatSetting{.loaded = true, .checked = true}, ""},
+      {HostKind::Word, PageFormatSetting{.loaded = false, .checked = true}, "', 'Y') matching (D_TYPE,CODE)"},
+      {HostKind::Word, PageFormatSetting{.loaded = true, .checked = false}, "', 'N') matching (D_TYPE,CODE)"},
+      {HostKind::Excel, PageFormatSetting{.loaded = false, .checked = true}, ""},
+  };
+  for (const Case& c : cases) {
+    SCOPED_TRACE(std::string(hostsim::HostKindName(c.kind)) + c.sent);
+    {
+      std::lock_guard<std::mutex> lock(*mutex);
+      statements->clear();
+    }
+    Managed m(c.kind, "W", {}, server.Port());
+    m.site.pageFormat = c.box;
+    ASSERT_TRUE(m.site.dm().ConnectToServer(true));
+    EXPECT_TRUE(m.wf.Saving.DocumentSave());
+    std::lock_guard<std::mutex> lock(*mutex);
+    if (*c.sent == '\0') {
+      EXPECT_TRUE(statements->empty());
+    } else {
+      EXPECT_EQ(*statements, (std::vector<std::string>{stem + c.sent}));
+    }
   }
 }
 
