@@ -10,6 +10,8 @@
 #include <string>
 #include <utility>
 
+#include "platform/synchronized_call.h"
+
 namespace quillorn::platform {
 
 struct QueueMainLoop::Shared {
@@ -53,51 +55,6 @@ class LoopEvent final : public WaitEvent {
  private:
   std::shared_ptr<Shared> shared_;
   bool set_ = false;
-};
-
-// The worker's side of Synchronize. If the queue is dropped with the task in it
-// (the loop is destroyed), the worker is told instead of waiting for ever.
-struct SyncState {
-  std::mutex lock;
-  std::condition_variable done_signal;
-  bool done = false;
-  bool ran = false;
-  std::exception_ptr error;
-
-  void Finish(bool has_run, std::exception_ptr failure) {
-    std::lock_guard guard(lock);
-    done = true;
-    ran = has_run;
-    error = std::move(failure);
-    done_signal.notify_all();
-  }
-};
-
-class SyncTask {
- public:
-  SyncTask(std::shared_ptr<SyncState> state, std::function<void()> task)
-      : state_(std::move(state)), task_(std::move(task)) {}
-  ~SyncTask() {
-    if (!finished_) state_->Finish(false, nullptr);
-  }
-  SyncTask(const SyncTask&) = delete;
-  SyncTask& operator=(const SyncTask&) = delete;
-
-  void Run() {
-    std::exception_ptr failure;
-    try {
-      task_();
-    } catch (...) {
-      failure = std::current_exception();
-    }
-    finished_ = true;
-    state_->Finish(true, std::move(failure));
-  }
-
- private:
-  std::shared_ptr<SyncState> state_;
-  std::function<void()> task_;
-  bool finished_ = false;
 };
 
 constexpr std::uint64_t kNever = std::numeric_limits<std::uint64_t>::max();
@@ -149,26 +106,7 @@ void QueueMainLoop::Post(std::function<void()> task) {
   shared_->Wake();
 }
 
-void QueueMainLoop::Synchronize(std::function<void()> task) {
-  if (!task) return;
-  if (IsMainThread()) {
-    task();
-    return;
-  }
-  auto state = std::make_shared<SyncState>();
-  auto wrapper = std::make_shared<SyncTask>(state, std::move(task));
-  Post([wrapper] { wrapper->Run(); });
-  wrapper.reset();  // the queue holds the only reference now
-  std::exception_ptr error;
-  {
-    std::unique_lock lock(state->lock);
-    state->done_signal.wait(lock, [&] { return state->done; });
-    if (!state->ran) throw std::runtime_error("The main loop ended before a synchronised call ran");
-    // Taken out, so the exception is released on this thread, not the main one.
-    error = std::move(state->error);
-  }
-  if (error) std::rethrow_exception(error);
-}
+void QueueMainLoop::Synchronize(std::function<void()> task) { SynchronizeThroughPost(*this, std::move(task)); }
 
 TimerId QueueMainLoop::StartTimer(std::uint32_t interval_ms, std::function<void()> on_timer) {
   RequireMainThread("StartTimer");

@@ -10,7 +10,6 @@
 
 #include <cstring>
 #include <stdexcept>
-#include <thread>
 
 namespace quillorn::platform {
 namespace {
@@ -57,18 +56,6 @@ std::unique_ptr<FileLock> TryLockFile(const std::string& path, FileLock::Mode mo
     throw std::runtime_error("Could not lock file " + path + ": " + std::strerror(err));
   }
   return std::make_unique<PosixFileLock>(fd, mode);
-}
-
-std::unique_ptr<FileLock> LockFile(const std::string& path, FileLock::Mode mode,
-                                   std::chrono::milliseconds limit) {
-  const auto deadline = std::chrono::steady_clock::now() + limit;
-  auto pause = std::chrono::milliseconds(1);
-  for (;;) {
-    if (auto lock = TryLockFile(path, mode)) return lock;
-    if (std::chrono::steady_clock::now() >= deadline) return nullptr;
-    std::this_thread::sleep_for(pause);
-    if (pause < std::chrono::milliseconds(20)) pause *= 2;
-  }
 }
 
 }  // namespace quillorn::platform

@@ -1,11 +1,11 @@
 #include "platform/win32/windows_main_loop.h"
 
 #include <algorithm>
-#include <condition_variable>
 #include <stdexcept>
 #include <string>
 #include <utility>
 
+#include "platform/synchronized_call.h"
 #include "platform/win32/this_module.h"
 
 namespace quillorn::platform {
@@ -31,51 +31,6 @@ class WinEvent final : public WaitEvent {
 
  private:
   HANDLE handle_;
-};
-
-// The worker's side of Synchronize; a task dropped unrun (the loop went away)
-// still releases its worker.
-struct SyncState {
-  std::mutex lock;
-  std::condition_variable done_signal;
-  bool done = false;
-  bool ran = false;
-  std::exception_ptr error;
-
-  void Finish(bool has_run, std::exception_ptr failure) {
-    std::lock_guard guard(lock);
-    done = true;
-    ran = has_run;
-    error = std::move(failure);
-    done_signal.notify_all();
-  }
-};
-
-class SyncTask {
- public:
-  SyncTask(std::shared_ptr<SyncState> state, std::function<void()> task)
-      : state_(std::move(state)), task_(std::move(task)) {}
-  ~SyncTask() {
-    if (!finished_) state_->Finish(false, nullptr);
-  }
-  SyncTask(const SyncTask&) = delete;
-  SyncTask& operator=(const SyncTask&) = delete;
-
-  void Run() {
-    std::exception_ptr failure;
-    try {
-      task_();
-    } catch (...) {
-      failure = std::current_exception();
-    }
-    finished_ = true;
-    state_->Finish(true, std::move(failure));
-  }
-
- private:
-  std::shared_ptr<SyncState> state_;
-  std::function<void()> task_;
-  bool finished_ = false;
 };
 
 }  // namespace
@@ -154,25 +109,7 @@ void WindowsMainLoop::Post(std::function<void()> task) {
   ::PostMessageW(shared_->window, kTaskMessage, 0, 0);
 }
 
-void WindowsMainLoop::Synchronize(std::function<void()> task) {
-  if (!task) return;
-  if (IsMainThread()) {
-    task();
-    return;
-  }
-  auto state = std::make_shared<SyncState>();
-  auto wrapper = std::make_shared<SyncTask>(state, std::move(task));
-  Post([wrapper] { wrapper->Run(); });
-  wrapper.reset();  // the queue holds the only reference now
-  std::exception_ptr error;
-  {
-    std::unique_lock guard(state->lock);
-    state->done_signal.wait(guard, [&] { return state->done; });
-    if (!state->ran) throw std::runtime_error("The main loop ended before a synchronised call ran");
-    error = std::move(state->error);  // released on this thread, not the main one
-  }
-  if (error) std::rethrow_exception(error);
-}
+void WindowsMainLoop::Synchronize(std::function<void()> task) { SynchronizeThroughPost(*this, std::move(task)); }
 
 void WindowsMainLoop::RunTask() {
   std::function<void()> task;
