@@ -1,7 +1,8 @@
 #!/usr/bin/env bash
-# The demonstration behind `make demo`: Word and Excel with the add-in side by
-# side, the server going away and coming back, then the simulated hosts and the
-# wire tools, narrated step by step. Everything happens in a temporary folder.
+# The demonstration behind `make demo`: the road of a typical Word document
+# against the reference server and its demo organisation, the server going away
+# and coming back on the way, then the simulated hosts and the wire tools,
+# narrated step by step. Everything happens in a temporary folder.
 set -euo pipefail
 QUILLORN="${1:?usage: demo.sh PATH-TO-quillorn}"
 work="$(mktemp -d)"
@@ -12,7 +13,7 @@ say() { printf '\n== %s\n' "$*"; }
 say "The program and its version"
 "$QUILLORN" --version
 
-say "Word and Excel with the add-in, the server going away and coming back"
+say "A Word document from announcement to close, with the server going away and coming back"
 "$QUILLORN" sim run "$(dirname "$0")/../tests/scenarios/demo.scn" --home "$work/desktop"
 
 say "A simulated Word opens a new document and shows what it carries"

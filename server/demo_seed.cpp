@@ -37,9 +37,10 @@ constexpr const char* kSchema[] = {
 
 constexpr const char* kRows[] = {
     // The author may do everything a document allows; the reader may look and print.
-    "INSERT INTO Users VALUES (1, 'jsmith', 'Jane', 'Smith', 'Quality Manager', 'jane.smith@example.org', "
+    // Logins are kept in upper case, as the client asks for them.
+    "INSERT INTO Users VALUES (1, 'JSMITH', 'Jane', 'Smith', 'Quality Manager', 'jane.smith@example.org', "
     "'Y','Y','Y','Y','Y','Y','Y','Y','Y','Y','Y', 'N', 'N', 'demo')",
-    "INSERT INTO Users VALUES (2, 'pbrown', 'Peter', 'Brown', 'Technician', 'peter.brown@example.org', "
+    "INSERT INTO Users VALUES (2, 'PBROWN', 'Peter', 'Brown', 'Technician', 'peter.brown@example.org', "
     "'N','N','N','N','Y','N','N','N','N','N','N', 'N', 'N', 'demo')",
     "INSERT INTO GROUPS VALUES (1, 'Authors', 'Y','Y','N','N','Y','N','Y','Y','Y','Y','N')",
     "INSERT INTO GROUPS VALUES (2, 'Readers', 'N','N','N','N','Y','N','N','N','N','N','N')",

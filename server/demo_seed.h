@@ -15,8 +15,8 @@ namespace quillorn::server {
 inline constexpr std::string_view kDemoSeedName = "demo";
 
 // Who is who in the demo organisation; the password of both is kDemoPassword.
-inline constexpr std::int32_t kDemoAuthorId = 1;  // "jsmith", may edit, approve and check out
-inline constexpr std::int32_t kDemoReaderId = 2;  // "pbrown", may view and print only
+inline constexpr std::int32_t kDemoAuthorId = 1;  // "JSMITH", may edit, approve and check out
+inline constexpr std::int32_t kDemoReaderId = 2;  // "PBROWN", may view and print only
 inline constexpr std::string_view kDemoPassword = "demo";
 
 // The demo documents by id.

@@ -69,7 +69,7 @@ TEST(DemoSeed, AnswersTheClientsDocumentAndRightsStatements) {
     EXPECT_EQ(row["P_CHECKOUT"], r.checkout) << r.user;
   }
   EXPECT_EQ(s.Row("select CODE, VAL from GET_DOC_FIELDS where CODE='Site'")["VAL"], "Head Office");
-  EXPECT_EQ(s.Row("select user_id from users where login='jsmith' and web_password='demo'")["USER_ID"], "1");
+  EXPECT_EQ(s.Row("select user_id from users where login='JSMITH' and web_password='demo'")["USER_ID"], "1");
 }
 
 TEST(DemoSeed, LeavesAStoreWithTablesAlone) {

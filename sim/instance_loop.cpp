@@ -18,11 +18,14 @@ void InstanceLoop::RunAs(const std::function<void()>& work) {
 }
 
 std::function<void()> InstanceLoop::Wrap(std::function<void()> work) {
-  return [this, work = std::move(work)] { RunAs(work); };
+  return [this, work = std::move(work)] {
+    if (!killed_) RunAs(work);
+  };
 }
 
 std::function<void()> InstanceLoop::WrapCatching(std::function<void()> work) {
   return [this, work = std::move(work)] {
+    if (killed_) return;
     RunAs([&] {
       try {
         work();
@@ -52,10 +55,21 @@ void InstanceLoop::Synchronize(std::function<void()> task) {
 }
 
 platform::TimerId InstanceLoop::StartTimer(std::uint32_t interval_ms, std::function<void()> on_timer) {
-  return shared_.StartTimer(interval_ms, WrapCatching(std::move(on_timer)));
+  const platform::TimerId id = shared_.StartTimer(interval_ms, WrapCatching(std::move(on_timer)));
+  timers_.insert(id);
+  return id;
 }
 
-void InstanceLoop::StopTimer(platform::TimerId id) { shared_.StopTimer(id); }
+void InstanceLoop::StopTimer(platform::TimerId id) {
+  timers_.erase(id);
+  shared_.StopTimer(id);
+}
+
+void InstanceLoop::Kill() {
+  killed_ = true;
+  for (platform::TimerId id : timers_) shared_.StopTimer(id);
+  timers_.clear();
+}
 
 platform::MainLoop::WaitResult InstanceLoop::Wait(platform::WaitEvent& event, std::uint32_t timeout_ms) {
   return shared_.Wait(event, timeout_ms);

@@ -6,6 +6,7 @@
 
 #include <functional>
 #include <memory>
+#include <set>
 #include <string>
 #include <vector>
 
@@ -36,6 +37,11 @@ class InstanceLoop final : public platform::MainLoop {
   // as the instance's own exceptions and go no further, as in a host's loop.
   std::vector<std::string> TakeFailures();
 
+  // The process is gone: its timers stop, and nothing it handed in, nor
+  // anything it hands in later, runs any more.
+  void Kill();
+  bool Killed() const noexcept { return killed_; }
+
  private:
   std::function<void()> Wrap(std::function<void()> work);
   std::function<void()> WrapCatching(std::function<void()> work);
@@ -45,6 +51,8 @@ class InstanceLoop final : public platform::MainLoop {
   LogWatch& logs_;
   std::string owner_;
   std::vector<std::string> failures_;
+  std::set<platform::TimerId> timers_;
+  bool killed_ = false;
 };
 
 }  // namespace quillorn::sim

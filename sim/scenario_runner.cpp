@@ -9,45 +9,13 @@
 
 #include "foundation/paths.h"
 #include "hostsim/hosts.h"
+#include "sim/runner_support.h"
 
 namespace quillorn::sim {
+
+using namespace runner;
+
 namespace {
-
-// What stops a run: a step that does not hold or cannot be done.
-struct StepFailure {
-  int status;
-  std::string message;
-};
-
-[[noreturn]] void BadScript(const std::string& message) { throw StepFailure{kScenarioBadScript, message}; }
-[[noreturn]] void Failed(const std::string& message) { throw StepFailure{kScenarioFailed, message}; }
-
-const std::string& Word(const ScenarioStep& step, std::size_t index, const char* what) {
-  if (index >= step.words.size()) BadScript(std::string("missing ") + what);
-  return step.words[index].text;
-}
-
-// A keyword: written without quotes, compared without regard to case.
-bool Is(const ScenarioStep& step, std::size_t index, std::string_view keyword) {
-  return index < step.words.size() && !step.words[index].quoted &&
-         foundation::SameText(step.words[index].text, keyword);
-}
-
-void ExpectCount(const ScenarioStep& step, std::size_t count, const char* usage) {
-  if (step.words.size() != count) BadScript(std::string("usage: ") + usage);
-}
-
-std::string Quote(const std::string& text) { return "\"" + text + "\""; }
-
-std::string HostTitle(hostsim::HostKind kind) {
-  switch (kind) {
-    case hostsim::HostKind::Word: return "Word";
-    case hostsim::HostKind::Excel: return "Excel";
-    case hostsim::HostKind::PowerPoint: return "PowerPoint";
-    case hostsim::HostKind::Publisher: return "Publisher";
-  }
-  return "host";
-}
 
 // "1", "20", "0.5": seconds to the millisecond, no sign, no exponent.
 std::uint64_t ParseSeconds(const std::string& text) {
@@ -105,6 +73,8 @@ ScenarioResult ScenarioRunner::Run(const std::vector<ScenarioStep>& steps) {
   for (const ScenarioStep& step : steps) {
     try {
       Execute(step);
+      CheckPrompts();
+      ReapQuitHosts();
       ReportAfterStep();
     } catch (const StepFailure& failure) {
       ReportAfterStep();
@@ -120,6 +90,12 @@ ScenarioResult ScenarioRunner::Run(const std::vector<ScenarioStep>& steps) {
       out_.flush();
       return {kScenarioFailed, step.line, message};
     }
+  }
+  if (!pending_.empty()) {
+    out_ << "FAILED at the end: " << pending_.size() << " answer(s) for prompts that never came\n";
+    out_.flush();
+    return {kScenarioFailed, steps.empty() ? 0 : steps.back().line,
+            label_ + ": answers were queued for prompts that never came"};
   }
   out_ << "Scenario " << label_ << " passed: " << steps.size() << " steps in "
        << ElapsedText(sim_.ElapsedMs()).substr(ElapsedText(sim_.ElapsedMs()).find_first_not_of(' '))
@@ -166,10 +142,24 @@ void ScenarioRunner::Execute(const ScenarioStep& step) {
     Key(step);
   } else if (command == "sql") {
     Sql(step);
-  } else if (command == "ping") {
-    Ping(step);
-  } else if (command == "pane") {
-    Pane(step);
+  } else if (command == "launcher") {
+    Launcher(step);
+  } else if (command == "open") {
+    Open(step);
+  } else if (command == "activate") {
+    Activate(step);
+  } else if (command == "edit") {
+    Edit(step);
+  } else if (command == "save") {
+    Save(step);
+  } else if (command == "close") {
+    Close(step);
+  } else if (command == "kill") {
+    Kill(step);
+  } else if (command == "answer") {
+    Answer(step);
+  } else if (command == "login") {
+    Login(step);
   } else if (command == "trace") {
     ExpectCount(step, 2, "trace on|off");
     if (Is(step, 1, "on")) {
@@ -196,7 +186,12 @@ void ScenarioRunner::Execute(const ScenarioStep& step) {
 }
 
 void ScenarioRunner::Server(const ScenarioStep& step) {
-  ExpectCount(step, 2, "server start|stop");
+  if (Is(step, 1, "show")) {
+    ExpectCount(step, 3, "server show DOC_ID");
+    ShowServerDocument(step.words[2].text);
+    return;
+  }
+  ExpectCount(step, 2, "server start|stop|show DOC_ID");
   if (Is(step, 1, "start")) {
     const int port = sim_.StartServer();
     Say("The server starts and listens on 127.0.0.1 port " + std::to_string(port) + ".");
@@ -279,25 +274,6 @@ void ScenarioRunner::Tick(const ScenarioStep& step) {
   ReportChanges(before);
 }
 
-void ScenarioRunner::Ping(const ScenarioStep& step) {
-  ExpectCount(step, 2, "ping HOST");
-  SimInstance& instance = sim_.Instance(foundation::LowerCase(step.words[1].text));
-  const Snapshot before = TakeSnapshot();
-  Say(instance.Name() + " asks the server \"youthere\" without waiting, as it does for a managed document.");
-  instance.Ping();
-  sim_.Settle();
-  ReportChanges(before);
-}
-
-void ScenarioRunner::Pane(const ScenarioStep& step) {
-  ExpectCount(step, 2, "pane HOST");
-  SimInstance& instance = sim_.Instance(foundation::LowerCase(step.words[1].text));
-  if (!instance.ShowPane()) Failed(instance.Name() + " has no task pane to show");
-  sim_.Settle();
-  Say(instance.Name() + " shows the Quillorn task pane, which reads " +
-      Quote(instance.PaneCaption().value_or("")) + ".");
-}
-
 void ScenarioRunner::Key(const ScenarioStep& step) {
   ExpectCount(step, 3, "key HOST CHORD, such as key word ctrl+shift+space");
   SimInstance& instance = sim_.Instance(foundation::LowerCase(step.words[1].text));
@@ -325,7 +301,10 @@ void ScenarioRunner::Key(const ScenarioStep& step) {
     start = plus + 1;
   }
   const bool tracing = instance.TraceEnabled();
+  DeliverAnswers(instance);
   instance.KeyDown(key, ctrl, shift, alt);
+  // Ctrl+S is the add-in's own shortcut: the key never reaches the host.
+  if (ctrl && !shift && !alt && key == 'S') instance.SaveShortcut();
   sim_.Settle();
   std::string text = "The user presses " + chord + " in " + instance.Name();
   if (!tracing && instance.TraceEnabled()) text += ": the add-in's tracing is on from now";
@@ -423,7 +402,7 @@ void ScenarioRunner::Expect(const ScenarioStep& step) {
     // An unquoted null asks for no value at all; a quoted "null" for the text.
     const bool matches = !expected.quoted && foundation::SameText(expected.text, "null")
                              ? value.IsEmptyOrNull()
-                             : !value.IsEmptyOrNull() && actual == expected.text;
+                             : !value.IsEmptyOrNull() && actual == Expand(expected.text);
     if (!matches) {
       Failed("expected " + Quote(sql) + " to give " + expected.text + ", but it gives " + actual);
     }
@@ -450,8 +429,9 @@ void ScenarioRunner::Expect(const ScenarioStep& step) {
       Failed("expected " + name + "'s task pane to read " + Quote(want) + ", but it reads " + Quote(*caption));
     }
     Say("As expected, " + name + "'s task pane reads " + Quote(want) + ".");
-  } else {
-    BadScript("usage: expect log|no log|sql|reachable|caption ...");
+  } else if (!ExpectMore(step)) {
+    BadScript("usage: expect log|no log|sql|server|reachable|caption|pane|ribbon|stamp|property|protected|saved|"
+              "prompt|running ...");
   }
 }
 

@@ -6,11 +6,14 @@
 
 #include <cstdint>
 #include <map>
+#include <memory>
 #include <optional>
 #include <ostream>
 #include <string>
 #include <vector>
 
+#include "hostsim/model.h"
+#include "platform/prompts.h"
 #include "sim/scenario_script.h"
 #include "sim/simulation.h"
 
@@ -42,10 +45,43 @@ class ScenarioRunner {
   void Tick(const ScenarioStep& step);
   void Key(const ScenarioStep& step);
   void Sql(const ScenarioStep& step);
-  void Ping(const ScenarioStep& step);
-  void Pane(const ScenarioStep& step);
   void Expect(const ScenarioStep& step);
   void ReportAfterStep();
+
+  // Documents and the desktop program (document_steps.cpp).
+  void Launcher(const ScenarioStep& step);
+  void Open(const ScenarioStep& step);
+  void Activate(const ScenarioStep& step);
+  void Edit(const ScenarioStep& step);
+  void Save(const ScenarioStep& step);
+  void Close(const ScenarioStep& step);
+  void Kill(const ScenarioStep& step);
+  void Answer(const ScenarioStep& step);
+  void Login(const ScenarioStep& step);
+  // The expectations on documents, the ribbon, the pane, prompts and the
+  // server (document_expects.cpp); false when the step is none of them.
+  bool ExpectMore(const ScenarioStep& step);
+  // Prints what the server holds of a document: its record and its file.
+  void ShowServerDocument(const std::string& docId);
+
+  // A file of a step: a full path as it stands; a path with a folder below the
+  // user's folder; a plain name in the cache folder, or else in Documents/.
+  std::string FilePath(const std::string& word) const;
+  // The running host that has the file open, and the document; fails when none has.
+  struct OpenDocument {
+    SimInstance* instance;
+    std::shared_ptr<hostsim::DocumentModel> doc;
+  };
+  OpenDocument FindOpen(const std::string& word);
+  // Hands the answers queued for the next prompt to the host about to act.
+  void DeliverAnswers(SimInstance& instance);
+  // Tells the prompts shown since the last step, and fails on one nobody
+  // answered or an answer no prompt took.
+  void CheckPrompts();
+  // Hosts that quit by themselves (after their last document) unload their add-in.
+  void ReapQuitHosts();
+  // What the add-in made of the document: the stamp, the pane and the ribbon.
+  void TellDocument(SimInstance& instance, const hostsim::DocumentModel& doc);
 
   // What a user could see of each running host, to tell what a step changed.
   struct HostState {
@@ -67,6 +103,17 @@ class ScenarioRunner {
   std::string label_;
   bool trace_;
   std::map<std::string, std::int32_t> sessions_;  // by host name, the latest start
+  // Answers for prompts still to come, with the host they are meant for ("" any).
+  struct PendingAnswer {
+    std::string host;
+    bool dialog = false;
+    platform::ModalResult answer = platform::ModalResult::mrNone;
+    std::string login, password;  // the log-in dialog's fields; empty login: cancel
+  };
+  std::vector<PendingAnswer> pending_;
+  std::map<std::string, std::size_t> prompts_told_;  // by host name
+  // Every prompt told so far, by host name, kept after its host has gone.
+  std::vector<std::pair<std::string, std::string>> prompts_seen_;
 };
 
 // The time stamp of the narration: simulated seconds since the run began.

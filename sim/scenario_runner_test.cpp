@@ -100,12 +100,11 @@ TEST_F(ScenarioRunnerTest, SessionNumbersOfRunningAndFinishedHostsGoIntoStatemen
 TEST_F(ScenarioRunnerTest, TheTwentySecondPingFindsARestartedServerOnlyWhenItFires) {
   const Played played = Play(
       "server start\n"
-      "host excel\n"
-      "pane excel\n"
-      "ping excel\n"
+      "launcher announce 1003 Register.xlsx\n"
+      "open Register.xlsx\n"
       "expect reachable excel true\n"
       "server stop\n"
-      "ping excel\n"
+      "save Register.xlsx\n"
       "expect caption excel \"Quillorn Toolbox (Offline)\"\n"
       "server start\n"
       "tick 19.999\n"
@@ -117,10 +116,34 @@ TEST_F(ScenarioRunnerTest, TheTwentySecondPingFindsARestartedServerOnlyWhenItFir
   EXPECT_NE(played.narration.find("excel finds the server again."), std::string::npos) << played.narration;
 }
 
-TEST_F(ScenarioRunnerTest, PublisherHasNoPane) {
-  const Played played = Play("host publisher\npane publisher\n");
-  EXPECT_EQ(played.result.status, kScenarioFailed);
-  EXPECT_NE(played.result.message.find("has no task pane"), std::string::npos) << played.result.message;
+TEST_F(ScenarioRunnerTest, PromptsMustBeAnsweredAndAnswersTaken) {
+  struct Case {
+    const char* script;
+    int status;
+    const char* message;  // a part of the failure or the narration
+  };
+  const Case cases[] = {
+      // The save question with nobody to answer it stops the run.
+      {"server start\nlauncher announce 1001 a.docx\nopen a.docx\nedit a.docx \"x\"\nclose a.docx\n",
+       kScenarioFailed, "no answer for it"},
+      // An answer that no prompt takes is a failure too.
+      {"server start\nlauncher announce 1001 a.docx\nopen a.docx\nanswer yes\nclose a.docx\n", kScenarioFailed,
+       "no prompt came"},
+      {"answer maybe\n", kScenarioBadScript, "usage"},
+      {"server start\nlauncher announce 1001 a.docx\nopen a.docx\nedit a.docx \"x\"\nanswer cancel\n"
+       "close a.docx\nexpect saved a.docx false\nexpect prompt word \"Do you want to save\"\n",
+       kScenarioPassed, "stays open"},
+      {"launcher announce 1001 a.docx\nopen a.docx\nexpect stamp a.docx \"DRAFT\"\n", kScenarioFailed,
+       "without one"},
+      {"server start\nlauncher announce 1001 a.docx read-only\nopen a.docx\nedit a.docx \"x\"\n", kScenarioFailed,
+       "protected"},
+  };
+  for (const Case& c : cases) {
+    SCOPED_TRACE(c.script);
+    const Played played = Play(c.script);
+    EXPECT_EQ(played.result.status, c.status) << played.narration;
+    EXPECT_NE((played.result.message + played.narration).find(c.message), std::string::npos) << played.narration;
+  }
 }
 
 TEST(ScenarioText, ValuesAndTimesAsTheNarrationWritesThem) {

@@ -9,6 +9,7 @@
 #include "foundation/paths.h"
 #include "hostsim/hosts.h"
 #include "platform/scripted_prompts.h"
+#include "sim/host_sinks.h"
 
 namespace quillorn::sim {
 namespace {
@@ -33,20 +34,6 @@ addin::HostType HostTypeOf(hostsim::HostKind kind) {
   return addin::ohaWord;
 }
 
-// The pane shell class each host's pane item is made with.
-const char* PaneClassOf(hostsim::HostKind kind) {
-  switch (kind) {
-    case hostsim::HostKind::Word: return "TWordTP";
-    case hostsim::HostKind::Excel: return "TExcelTP";
-    case hostsim::HostKind::PowerPoint: return "TPowerPointTP";
-    case hostsim::HostKind::Publisher: break;
-  }
-  return nullptr;
-}
-
-// Where the framework docks a pane shell: the right edge.
-constexpr int kPanePositionRight = 4;
-
 }  // namespace
 
 // What the framework gives the module in a host process: no prompt is scripted,
@@ -55,6 +42,8 @@ struct SimInstance::AddIn {
   platform::ScriptedPrompts prompts;
   addin::InMemoryPaneManager panes;
   std::unique_ptr<addin::TAddInModule> module;
+  // Declared after the module: disconnected before it goes.
+  std::unique_ptr<HostSinks> sinks;
 };
 
 SimInstance::SimInstance(Setup setup, platform::MainLoop& shared, const platform::Clock& clock, LogWatch& logs)
@@ -85,6 +74,8 @@ void SimInstance::Load() {
     addin::TAddInModule& module = *addIn->module;
     module.AddInModuleCreate();
     module.AddInModuleAddInInitialize();
+    // The framework connects the host's events once the module is initialised.
+    addIn->sinks = ConnectHostSinks(*host_, module);
     module.AddInModuleAddInStartupComplete();
   });
   addin_ = std::move(addIn);
@@ -95,11 +86,19 @@ void SimInstance::Unload() {
     loop_.RunAs([this] {
       addin::TAddInModule& module = *addin_->module;
       module.AddInModuleAddInBeginShutdown();
+      addin_->sinks.reset();
       module.AddInModuleAddInFinalize();
       module.AddInModuleDestroy();
       addin_.reset();
     });
   }
+  host_->Quit();
+}
+
+void SimInstance::Kill() {
+  loop_.Kill();
+  if (addin_) addin_->sinks.reset();
+  // The documents vanish with the process: no event tells anyone.
   host_->Quit();
 }
 
@@ -121,21 +120,46 @@ void SimInstance::KeyDown(std::uint16_t key, bool ctrl, bool shift, bool alt) {
   loop_.RunAs([&] { module.AddInModuleKeyDown(key, ctrl, shift, alt); });
 }
 
-void SimInstance::Ping() {
-  data::Tdm& dm = DataModule();
-  loop_.RunAs([&] { dm.ConnectToServer(false); });
+std::shared_ptr<hostsim::DocumentModel> SimInstance::Open(const std::string& path, bool readOnly) {
+  std::shared_ptr<hostsim::DocumentModel> doc;
+  loop_.RunAs([&] { doc = host_->Open(path, readOnly); });
+  return doc;
 }
 
-bool SimInstance::ShowPane() {
-  const char* className = PaneClassOf(setup_.kind);
-  if (className == nullptr) return false;
-  addin::PaneManager* panes = Module().Panes();
-  if (panes == nullptr) return false;
+std::shared_ptr<hostsim::DocumentModel> SimInstance::Find(const std::string& path) const {
+  for (const auto& doc : host_->Documents()) {
+    if (foundation::SameText(doc->full_name, path)) return doc;
+  }
+  return nullptr;
+}
+
+void SimInstance::Activate(const std::shared_ptr<hostsim::DocumentModel>& doc) {
+  loop_.RunAs([&] { host_->Activate(doc); });
+}
+
+void SimInstance::Save(const std::shared_ptr<hostsim::DocumentModel>& doc) {
+  addin::TAddInModule& module = Module();
   loop_.RunAs([&] {
-    if (panes->ItemCount() == 0) panes->AddItem(className, kPanePositionRight, true);
-    panes->ShowTaskPane(0);
+    bool cancel = false;
+    module.Guarded([&] { module.FileSaveCommandAction(cancel); });
+    if (!cancel) host_->Save(doc);
   });
-  return true;
+}
+
+void SimInstance::SaveShortcut() {
+  addin::TAddInModule& module = Module();
+  loop_.RunAs([&] { module.Guarded([&] { module.FileSaveShortcutAction(); }); });
+}
+
+bool SimInstance::Close(const std::shared_ptr<hostsim::DocumentModel>& doc) {
+  bool closed = false;
+  loop_.RunAs([&] { closed = host_->Close(doc, false); });
+  return closed;
+}
+
+platform::ScriptedPrompts& SimInstance::Prompts() {
+  if (!addin_) throw std::logic_error(setup_.name + " has no add-in loaded");
+  return addin_->prompts;
 }
 
 bool SimInstance::CacheExecSQL(const std::string& sql) {
@@ -151,13 +175,13 @@ bool SimInstance::CacheExecSQL(const std::string& sql) {
 }
 
 bool SimInstance::Busy() const {
-  if (!addin_) return false;
+  if (!addin_ || loop_.Killed()) return false;
   data::Tdm* dm = addin_->module->dm();
   return dm != nullptr && dm->Connection.HttpClient.HasRequests(&dm->Connection.ClientModule);
 }
 
 bool SimInstance::WaitForCalls(int seconds) {
-  if (!addin_) return true;
+  if (!addin_ || loop_.Killed()) return true;
   data::Tdm* dm = addin_->module->dm();
   if (dm == nullptr) return true;
   return dm->Connection.ClientModule.WaitForCompletion(seconds);

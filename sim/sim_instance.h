@@ -27,6 +27,9 @@ class TAddInModule;
 namespace quillorn::data {
 class Tdm;
 }
+namespace quillorn::platform {
+class ScriptedPrompts;
+}
 
 namespace quillorn::sim {
 
@@ -59,6 +62,11 @@ class SimInstance {
   void Load();
   void Unload();
   bool Loaded() const;
+  // The process ends at once (killed): no callback of the add-in runs, its
+  // timers and queued work die with it, and the host's documents are gone.
+  // The module itself is kept, unreachable, until the instance is destroyed.
+  void Kill();
+  bool Killed() const { return loop_.Killed(); }
 
   // The loaded module and its data module; each raises when there is none.
   addin::TAddInModule& Module();
@@ -67,12 +75,20 @@ class SimInstance {
   // A key stroke in the host's window, as the framework hands it to the add-in.
   void KeyDown(std::uint16_t key, bool ctrl, bool shift, bool alt);
 
-  // Stand-ins for what document tracking does with a managed document, until it
-  // is built: the non-blocking "youthere", and the pane shown as the host's
-  // pane manager shows it (an item made on first need). ShowPane is false for a
-  // host without a pane (Publisher).
-  void Ping();
-  bool ShowPane();
+  // What a user does with documents. Each runs as this process, so the host's
+  // events reach the add-in with its context current. `Open` gives null when
+  // the host refused; `Save` presses the ribbon's Save ("FileSave"): the add-in's
+  // intercept first and, unless it cancelled, the host's own save.
+  std::shared_ptr<hostsim::DocumentModel> Open(const std::string& path, bool readOnly);
+  std::shared_ptr<hostsim::DocumentModel> Find(const std::string& path) const;
+  void Activate(const std::shared_ptr<hostsim::DocumentModel>& doc);
+  void Save(const std::shared_ptr<hostsim::DocumentModel>& doc);
+  // Ctrl+S, which the add-in's shortcut swallows and handles itself.
+  void SaveShortcut();
+  bool Close(const std::shared_ptr<hostsim::DocumentModel>& doc);
+
+  // The prompts of this process: answers are queued here, what was shown is read here.
+  platform::ScriptedPrompts& Prompts();
 
   // A statement through the add-in's own connection to the shared cache, opened
   // as the add-in opens it; false when the cache refused it (the add-in logs why).

@@ -16,8 +16,13 @@
 #include "foundation/log.h"
 #include "foundation/paths.h"
 #include "hostsim/hosts.h"
+#include "server/catalogue.h"
+#include "server/demo_seed.h"
 #include "server/function_table.h"
+#include "server/procedure_calls.h"
 #include "server/rpc_server.h"
+#include "server/store.h"
+#include "server/submit_functions.h"
 
 namespace quillorn::sim {
 namespace {
@@ -207,8 +212,12 @@ int Simulation::StartServer() {
   FixPort();
   server::ServerOptions options;
   options.Port = port_;
+  // The store goes down with the server: a stopped server holds no file open.
+  store_ = std::make_unique<server::ServerStore>(foundation::PathFromUtf8(ServerFolder()));
+  server::SeedDemo(*store_);
   server::FunctionTable functions;
-  server::RegisterDefaultFunctions(functions);
+  server::RegisterCatalogue(functions, *store_);
+  server::RegisterSubmitFunctions(functions, *store_);
   auto started = std::make_unique<server::RpcServer>(options, std::move(functions));
   started->Start();
   server_ = std::move(started);
@@ -219,6 +228,30 @@ void Simulation::StopServer() {
   if (!server_) return;
   server_->Stop();
   server_.reset();
+  store_.reset();
+}
+
+std::string Simulation::ServerFolder() const { return home_ + "/Server"; }
+
+platform::Variant Simulation::ServerValue(const std::string& sql) {
+  Settle();
+  std::unique_ptr<server::ServerStore> own;
+  server::ServerStore* store = store_.get();
+  if (store == nullptr) {
+    own = std::make_unique<server::ServerStore>(foundation::PathFromUtf8(ServerFolder()));
+    store = own.get();
+  }
+  const server::StoreRows rows = store->Select(server::RewriteProcedureCalls(sql));
+  if (rows.Rows.empty() || rows.Rows[0].empty()) return platform::Variant::Null();
+  const server::StoreCell& cell = rows.Rows[0][0];
+  switch (cell.kind) {
+    case server::StoreCell::Kind::Null: return platform::Variant::Null();
+    case server::StoreCell::Kind::Integer: return platform::Variant(cell.integer);
+    case server::StoreCell::Kind::Real: return platform::Variant(cell.real);
+    case server::StoreCell::Kind::Text:
+    case server::StoreCell::Kind::Blob: return platform::Variant(cell.bytes);
+  }
+  return platform::Variant::Null();
 }
 
 void Simulation::WriteSetting(const std::string& section, const std::string& key, const std::string& value) {
@@ -260,6 +293,16 @@ void Simulation::QuitHost(const std::string& name) {
   Settle();
 }
 
+void Simulation::KillHost(const std::string& name) {
+  auto it = instances_.find(name);
+  if (it == instances_.end()) throw SimulationError("no host named " + name + " is running");
+  std::unique_ptr<SimInstance> instance = std::move(it->second);
+  instances_.erase(it);
+  instance->Kill();
+  finished_.push_back(std::move(instance));
+  Settle();
+}
+
 SimInstance& Simulation::Instance(const std::string& name) {
   auto it = instances_.find(name);
   if (it == instances_.end()) {
@@ -282,6 +325,15 @@ int Simulation::CacheExec(const std::string& sql) {
   const int changed = WithCache([&](data::Database& db) { return db.Execute(sql); });
   Settle();
   return changed;
+}
+
+void Simulation::WithLauncherCache(const std::function<void(data::Database&)>& work) {
+  Settle();
+  WithCache([&](data::Database& db) {
+    work(db);
+    return 0;
+  });
+  Settle();
 }
 
 platform::Variant Simulation::CacheValue(const std::string& sql) {

@@ -6,6 +6,7 @@
 #pragma once
 
 #include <cstdint>
+#include <functional>
 #include <map>
 #include <memory>
 #include <optional>
@@ -22,6 +23,10 @@
 
 namespace quillorn::server {
 class RpcServer;
+class ServerStore;
+}
+namespace quillorn::data {
+class Database;
 }
 
 namespace quillorn::sim {
@@ -66,11 +71,19 @@ class Simulation {
   void Settle();
 
   // The reference server. The first start picks a free port; later starts
-  // reuse it, so that add-ins configured for it find it again.
+  // reuse it, so that add-ins configured for it find it again. Its data folder
+  // is `Server/` in the user's folder, filled with the demo organisation on the
+  // first start and kept across restarts.
   int StartServer();
   void StopServer();
   bool ServerRunning() const { return server_ != nullptr; }
   int Port();
+  std::string ServerFolder() const;
+  // The server's database, open while the server runs; null otherwise.
+  server::ServerStore* Store() { return server_ ? store_.get() : nullptr; }
+  // First field of the first row the server's database gives; Null for no row.
+  // Reads the store even while the server is down, as an administrator could.
+  platform::Variant ServerValue(const std::string& sql);
 
   // A line of QuillornAddIn.ini in the user's folder, read by add-ins that start later.
   void WriteSetting(const std::string& section, const std::string& key, const std::string& value);
@@ -81,6 +94,9 @@ class Simulation {
   // ("word", then "word2" for a second Word ...).
   SimInstance& StartHost(hostsim::HostKind kind, const std::string& version);
   void QuitHost(const std::string& name);
+  // The host process ends at once: no shutdown callback runs, nothing is
+  // released, what the add-in had not yet written is lost.
+  void KillHost(const std::string& name);
   SimInstance& Instance(const std::string& name);  // raises for an unknown name
   std::vector<std::string> RunningHosts() const;
 
@@ -89,6 +105,8 @@ class Simulation {
   int CacheExec(const std::string& sql);
   // First field of the first row; Null when there is no row.
   platform::Variant CacheValue(const std::string& sql);
+  // Runs `work` on the cache as the desktop program, the cache made first if missing.
+  void WithLauncherCache(const std::function<void(data::Database&)>& work);
 
  private:
   void FixPort();
@@ -104,6 +122,7 @@ class Simulation {
   // The desktop program's own context: its failures go to its own folder,
   // never into the add-ins' logs.
   foundation::LogContext launcher_context_;
+  std::unique_ptr<server::ServerStore> store_;
   std::unique_ptr<server::RpcServer> server_;
   int port_ = 0;
   std::map<std::string, std::string, std::less<>> environment_;

@@ -1,0 +1,110 @@
+#include "sim/document_view.h"
+
+#include <vector>
+
+#include "addin/addin_module.h"
+#include "addin/command_surface.h"
+#include "addin/pane_manager.h"
+#include "sim/sim_instance.h"
+
+namespace quillorn::sim {
+namespace {
+
+const hostsim::ShapeModel* Named(const hostsim::ShapeList& shapes, std::string_view name) {
+  for (const auto& shape : shapes) {
+    if (!shape->deleted && shape->name == name) return shape.get();
+  }
+  return nullptr;
+}
+
+addin::Control* Search(addin::Control& control, std::string_view name) {
+  if (control.name == name || control.id == name || control.caption == name) return &control;
+  for (addin::Control& child : control.controls) {
+    if (addin::Control* found = Search(child, name)) return found;
+  }
+  return nullptr;
+}
+
+}  // namespace
+
+std::string StampWord(const hostsim::DocumentModel& doc) {
+  switch (doc.host) {
+    case hostsim::HostKind::Word:
+      if (doc.sections.empty()) return {};
+      if (const auto* stamp = Named(doc.sections[0]->footers[0].story.shapes, "CMSstamp")) return stamp->text;
+      return {};
+    case hostsim::HostKind::PowerPoint:
+      if (const auto* stamp = Named(doc.slide_master_shapes, "CMSstamp2")) return stamp->text;
+      if (const auto* stamp = Named(doc.title_master_shapes, "CMSstamp")) return stamp->text;
+      return {};
+    case hostsim::HostKind::Excel:
+      for (const auto& sheet : doc.sheets) {
+        if (!sheet->center_header_picture.empty()) return "(picture)";
+      }
+      return {};
+    case hostsim::HostKind::Publisher: return {};
+  }
+  return {};
+}
+
+std::optional<std::string> PropertyValue(const hostsim::DocumentModel& doc, std::string_view name) {
+  if (doc.host == hostsim::HostKind::Publisher) {
+    for (const auto& tag : doc.tags) {
+      if (tag.name == name) return tag.value;
+    }
+    return std::nullopt;
+  }
+  for (const auto& property : doc.custom_properties) {
+    if (property.name == name) return property.value;
+  }
+  return std::nullopt;
+}
+
+bool IsProtected(const hostsim::DocumentModel& doc) {
+  switch (doc.host) {
+    case hostsim::HostKind::Word: return doc.protection_type != -1;
+    case hostsim::HostKind::Excel:
+      if (doc.protect_structure) return true;
+      for (const auto& sheet : doc.sheets) {
+        if (sheet->protected_) return true;
+      }
+      return false;
+    case hostsim::HostKind::PowerPoint: return doc.final;
+    case hostsim::HostKind::Publisher: return false;
+  }
+  return false;
+}
+
+void TypeText(hostsim::DocumentModel& doc, const std::string& text) {
+  if (doc.host == hostsim::HostKind::Word) {
+    // Word keeps its final paragraph mark last.
+    std::string& body = doc.main_story.text;
+    body.insert(body.empty() ? 0 : body.size() - 1, text);
+  } else if (doc.host == hostsim::HostKind::PowerPoint && !doc.slides.empty()) {
+    auto box = std::make_shared<hostsim::ShapeModel>();
+    box->name = "Text " + std::to_string(doc.slides[0]->shapes.size() + 1);
+    box->text = text;
+    doc.slides[0]->shapes.push_back(box);
+  } else if (doc.host == hostsim::HostKind::Publisher) {
+    auto box = std::make_shared<hostsim::ShapeModel>();
+    box->text = text;
+    doc.page_shapes.push_back(box);
+  }
+  doc.MarkChanged();
+}
+
+std::optional<bool> PaneShown(SimInstance& instance) {
+  if (!instance.Loaded()) return std::nullopt;
+  addin::PaneManager* panes = instance.Module().Panes();
+  if (panes == nullptr || panes->ItemCount() == 0) return std::nullopt;
+  return panes->Visible(0);
+}
+
+addin::Control* FindControl(addin::CommandSurface& surface, std::string_view name) {
+  for (const addin::SurfaceRoot& root : surface.Roots()) {
+    if (addin::Control* found = Search(surface.Root(root.control.name), name)) return found;
+  }
+  return nullptr;
+}
+
+}  // namespace quillorn::sim

@@ -1,0 +1,38 @@
+// What a user could see of a simulated document and of the add-in's pane and
+// ribbon, read for the narration and the scenario's expectations; and the one
+// change a user makes by hand, typing. Never calls the add-in.
+#pragma once
+
+#include <optional>
+#include <string>
+#include <string_view>
+
+#include "hostsim/model.h"
+
+namespace quillorn::addin {
+struct Control;
+class CommandSurface;
+}
+
+namespace quillorn::sim {
+
+class SimInstance;
+
+// The status stamp's word: Word's footer box, PowerPoint's master boxes, or
+// "(picture)" for Excel's centre-header picture; empty without a stamp.
+std::string StampWord(const hostsim::DocumentModel& doc);
+// A custom document property (Publisher: a tag); nullopt when there is none.
+std::optional<std::string> PropertyValue(const hostsim::DocumentModel& doc, std::string_view name);
+// Word's protection, Excel's sheet or workbook protection, PowerPoint's final mark.
+bool IsProtected(const hostsim::DocumentModel& doc);
+// The user types at the end of the text (Word), into the first sheet's name
+// area (Excel) or the first slide; the document counts as changed.
+void TypeText(hostsim::DocumentModel& doc, const std::string& text);
+
+// Whether the host's Quillorn pane is up; nullopt when the host has no pane item.
+std::optional<bool> PaneShown(SimInstance& instance);
+// A ribbon or backstage control by component name, design id or caption (the
+// first in the surface's order); null when there is none.
+addin::Control* FindControl(addin::CommandSurface& surface, std::string_view name);
+
+}  // namespace quillorn::sim
