@@ -23,12 +23,20 @@ FieldModel PageNumber() {
 
 // A Word document with three sections. Primary headers exist in sections 1 and
 // 3 only, so the chain must jump a section; a text box in the third header holds
-// a property field; the body holds a page field beside a property field.
+// a property field, as does one in the second section's footer beside a date and
+// a page number; the body holds a page field beside a property field.
 struct WordDoc {
   std::shared_ptr<hostsim::SimHost> host = hostsim::CreateHost(HostKind::Word);
   Variant app{host->Application()};
   Variant doc;
   hostsim::DocumentModel* model;
+
+  static std::shared_ptr<hostsim::ShapeModel> Box(const std::string& text, std::vector<FieldModel> fields) {
+    auto box = std::make_shared<hostsim::ShapeModel>();
+    box->text = text;
+    box->fields = std::move(fields);
+    return box;
+  }
 
   WordDoc() {
     doc = app.Get("Documents").Call("Add");
@@ -41,15 +49,14 @@ struct WordDoc {
     h1.story.fields = {DocProperty("cmsRevision")};
     auto& h3 = model->sections[2]->headers[0];
     h3.created = true;
-    auto box = std::make_shared<hostsim::ShapeModel>();
-    box->name = "Text Box 1";
-    box->text = "Rev";
-    box->fields = {DocProperty("cmsRevision"), PageNumber()};
-    h3.story.shapes.push_back(box);
-    auto empty_box = std::make_shared<hostsim::ShapeModel>();
-    empty_box->text = "";
-    empty_box->fields = {DocProperty("cmsRevision")};
-    h3.story.shapes.push_back(empty_box);
+    h3.story.shapes = {Box("Rev", {DocProperty("cmsRevision"), PageNumber()}),
+                       Box("", {DocProperty("cmsRevision")})};
+    model->sections[0]->footers[0].created = true;
+    auto& f2 = model->sections[1]->footers[0];
+    f2.created = true;
+    f2.story.fields = {DocProperty("cmsRevision")};
+    f2.story.shapes = {
+        Box("No. ", {FieldModel{31, "DATE", "01/01/2020", 0}, DocProperty("cmsRevision"), PageNumber()})};
     model->tables_of_contents.resize(2);
   }
 };
@@ -72,6 +79,10 @@ TEST(UpdateDocFieldsTest, ReachesEveryStoryAndHeaderTextBox) {
       {"text box in third header", m.sections[2]->headers[0].story.shapes[0]->fields[0], 1, "5"},
       {"page number in text box", m.sections[2]->headers[0].story.shapes[0]->fields[1], 0, "7"},
       {"text box without text", m.sections[2]->headers[0].story.shapes[1]->fields[0], 0, "stale"},
+      {"second section footer", m.sections[1]->footers[0].story.fields[0], 1, "5"},
+      {"date in its text box", m.sections[1]->footers[0].story.shapes[0]->fields[0], 0, "01/01/2020"},
+      {"property in its text box", m.sections[1]->footers[0].story.shapes[0]->fields[1], 1, "5"},
+      {"page in its text box", m.sections[1]->footers[0].story.shapes[0]->fields[2], 0, "7"},
   };
   for (const auto& e : expected) {
     EXPECT_EQ(e.field.updates, e.updates) << e.what;
@@ -86,11 +97,14 @@ TEST(UpdateDocFieldsTest, ReachesEveryStoryAndHeaderTextBox) {
   const std::string missing =
       "The requested member of the collection does not exist.\tin UpdateDocFields StoryRangeType:";
   for (int t = 2; t <= 6; ++t) traces.push_back(missing + std::to_string(t));
+  // Primary headers: sections 1 and 3; primary footers: sections 1 and 2. Text box fields aren't traced.
   for (const char* s : {"...\tStoryRangeType: 7", "...\t...range.Fields.Count: 1", "...\t...field 1 type: 85",
-                        "...\tStoryRangeType: 7", "...\t...range.Fields.Count: 0"}) {
-    traces.push_back(s);
+                        "...\tStoryRangeType: 7", "...\t...range.Fields.Count: 0", "",
+                        "...\tStoryRangeType: 9", "...\t...range.Fields.Count: 0", "...\tStoryRangeType: 9",
+                        "...\t...range.Fields.Count: 1", "...\t...field 1 type: 85"}) {
+    traces.push_back(*s ? std::string(s) : missing + "8");
   }
-  for (int t = 8; t <= 17; ++t) traces.push_back(missing + std::to_string(t));
+  for (int t = 10; t <= 17; ++t) traces.push_back(missing + std::to_string(t));
   traces.push_back("...\tUpdateDocFields (Done)");
   EXPECT_EQ(log.Traces(), traces);
 }
