@@ -95,7 +95,7 @@ void ScenarioRunner::CheckPrompts() {
     SimInstance& instance = sim_.Instance(name);
     if (!instance.Loaded() || instance.Killed()) continue;
     const auto& shown = instance.Prompts().Shown();
-    std::size_t& told = prompts_told_[name];
+    std::size_t& told = prompts_told_[&instance];
     for (; told < shown.size(); ++told) {
       const platform::PromptRecord& prompt = shown[told];
       prompts_seen_.emplace_back(name, prompt.text);
@@ -142,13 +142,14 @@ void ScenarioRunner::TellDocument(SimInstance& instance, const hostsim::Document
 void ScenarioRunner::Launcher(const ScenarioStep& step) {
   const char* usage =
       "launcher announce DOC_ID FILE [user U] [read-only] [print] [print-controlled] [checked-out] | "
-      "launcher copy DOC_ID FILE [user U]";
+      "launcher copy DOC_ID FILE [user U] [records]";
   if (step.words.size() < 4) BadScript(std::string("usage: ") + usage);
   const bool announce = Is(step, 1, "announce");
   if (!announce && !Is(step, 1, "copy")) BadScript(std::string("usage: ") + usage);
   Announcement a;
   a.DocId = Number(step.words[2].text, "DOC_ID");
   a.UserId = announce ? 1 : 0;
+  bool records = false;
   for (std::size_t i = 4; i < step.words.size(); ++i) {
     if (Is(step, i, "user") && i + 1 < step.words.size()) {
       a.UserId = Number(step.words[++i].text, "the user");
@@ -160,6 +161,8 @@ void ScenarioRunner::Launcher(const ScenarioStep& step) {
       a.PrintControlled = true;
     } else if (announce && Is(step, i, "checked-out")) {
       a.CheckedOut = true;
+    } else if (!announce && Is(step, i, "records")) {
+      records = true;
     } else {
       BadScript("unknown option " + step.words[i].text + "; " + usage);
     }
@@ -184,10 +187,10 @@ void ScenarioRunner::Launcher(const ScenarioStep& step) {
   } else {
     const std::string path =
         file.find_first_of("/\\") == std::string::npos ? sim_.Home() + "/Documents/" + file : FilePath(file);
-    const Placement placed = launcher.PlaceCopy(a.DocId, a.UserId, path);
+    const Placement placed = launcher.PlaceCopy(a.DocId, a.UserId, path, records);
     Say("The desktop program puts a copy of document " + std::to_string(a.DocId) + " outside the cache as " +
         Quote(NameOf(path)) + ", carrying cmsID " + placed.CmsId + (placed.FromServer ? " (the server's revision)" : "") +
-        "; no FILES row is written.");
+        (placed.RecordsCached ? "; its records go into the cache" : "") + "; no FILES row is written.");
   }
 }
 

@@ -196,9 +196,11 @@ Placement SimLauncher::Announce(const Announcement& a) {
   return placed;
 }
 
-Placement SimLauncher::PlaceCopy(std::int32_t docId, std::int32_t userId, const std::string& path) {
+Placement SimLauncher::PlaceCopy(std::int32_t docId, std::int32_t userId, const std::string& path, bool records) {
   const std::string cmsId = std::to_string(docId) + (userId != 0 ? ";" + std::to_string(userId) : std::string());
-  return PlaceFile(docId, cmsId, path);
+  Placement placed = PlaceFile(docId, cmsId, path);
+  if (records) placed.RecordsCached = CacheRecords(docId, userId);
+  return placed;
 }
 
 }  // namespace quillorn::sim

@@ -39,8 +39,9 @@ class SimLauncher {
 
   // A copy taken out of the system into `path` (an export or a check-out):
   // the file carries cmsID, with ";" and the user when `userId` is not 0, and
-  // no FILES row is written.
-  Placement PlaceCopy(std::int32_t docId, std::int32_t userId, const std::string& path);
+  // no FILES row is written. With `records` the document's records are cached
+  // as for an announcement (a desktop program that still has them).
+  Placement PlaceCopy(std::int32_t docId, std::int32_t userId, const std::string& path, bool records);
 
  private:
   Placement PlaceFile(std::int32_t docId, const std::string& cmsId, const std::string& path);

@@ -111,7 +111,8 @@ class ScenarioRunner {
     std::string login, password;  // the log-in dialog's fields; empty login: cancel
   };
   std::vector<PendingAnswer> pending_;
-  std::map<std::string, std::size_t> prompts_told_;  // by host name
+  // By instance: a host started again under the same name starts afresh.
+  std::map<const SimInstance*, std::size_t> prompts_told_;
   // Every prompt told so far, by host name, kept after its host has gone.
   std::vector<std::pair<std::string, std::string>> prompts_seen_;
 };
