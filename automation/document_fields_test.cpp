@@ -266,101 +266,49 @@ TEST(SetDocFieldsTest, FailuresEndWhereTheirGuardSays) {
     std::function<void(Fixture&)> check;
   };
   const std::vector<std::string> unchanged = {"a", "b", "c", "d", "e", "f", "g", "h", "i"};
-  auto custom_then_control = [&](const std::string& custom, const std::string& control) {
-    std::vector<std::string> v = {custom + "Review Date", custom + "Owner", custom + "Company"};
-    for (auto n : ControlFieldNames) v.push_back(control + std::string(n));
-    return v;
-  };
+  std::vector<std::string> workbook_on_word = {"EXCEL: Could not create custom Excel field: Review Date",
+                                               "EXCEL: Could not create custom Excel field: Owner",
+                                               "EXCEL: Could not create custom Excel field: Company"};
+  for (auto n : ControlFieldNames)
+    workbook_on_word.push_back("EXCEL: Could not set control field: " + std::string(n));
   auto no_date_format = [](Fixture& f) {
     f.dm.codes.erase({"REV_FIELD", "DATE_FORMAT"});
     if (f.host->Kind() == HostKind::PowerPoint) {
       f.Model().slides[0]->shapes = {NamedShape("Owner"), NamedShape("cmsRevision")};
     }
   };
+  // Without a date format no control field is written in any host; the custom fields before it are.
+  auto only_custom_fields = [](Fixture& f) {
+    auto& d = f.Model();
+    const bool ppt = f.host->Kind() == HostKind::PowerPoint;
+    EXPECT_TRUE(FindProp(d, "Owner") || FindName(d, "Owner") ||
+                (ppt && d.slides[0]->shapes[0]->text == "Facilities"));
+    EXPECT_TRUE(!FindProp(d, "cmsRevision") && !FindName(d, "cmsRevision"));
+    EXPECT_TRUE(!ppt || d.slides[0]->shapes[1]->text == "old");
+  };
+  // clang-format off
   const std::vector<Case> cases = {
-      {"removing a missing cmsID ends the run",
-       HostKind::Word,
-       1,
-       true,
-       nullptr,
-       {"in SetDocFields"},
-       [&](Fixture& f) {
-         EXPECT_TRUE(f.Model().custom_properties.empty());
-         EXPECT_EQ(f.Model().builtin_properties[20].value, "");
-         EXPECT_EQ(f.Values(), unchanged);
-       }},
-      {"removing a present cmsID writes the rest",
-       HostKind::Excel,
-       3,
-       true,
-       [](Fixture& f) {
-         f.Model().custom_properties.push_back({"cmsID", 4, "42", false});
-       },
-       {},
-       [](Fixture& f) {
-         EXPECT_EQ(FindProp(f.Model(), "cmsID"), nullptr);
-         EXPECT_NE(FindName(f.Model(), "cmsRevision"), nullptr);
-       }},
-      {"removing a missing Publisher tag",
-       HostKind::Publisher,
-       5,
-       true,
-       nullptr,
-       {"in SetDocFields"},
-       [&](Fixture& f) { EXPECT_EQ(f.Values(), unchanged); }},
-      // Without a date format no control field is written in any host; the custom fields before it are.
-      {"Word without a date format",
-       HostKind::Word,
-       1,
-       false,
-       no_date_format,
-       {"in SetDocFields"},
-       [&](Fixture& f) {
-         EXPECT_EQ(FindProp(f.Model(), "cmsRevision"), nullptr);
-         EXPECT_NE(FindProp(f.Model(), "Owner"), nullptr);
-         EXPECT_EQ(f.Values(), unchanged);
-       }},
-      {"Excel without a date format",
-       HostKind::Excel,
-       3,
-       false,
-       no_date_format,
-       {"in SetDocFields"},
-       [&](Fixture& f) {
-         EXPECT_EQ(FindName(f.Model(), "cmsRevision"), nullptr);
-         EXPECT_NE(FindName(f.Model(), "Owner"), nullptr);
-         EXPECT_EQ(f.Values(), unchanged);
-       }},
-      {"PowerPoint without a date format",
-       HostKind::PowerPoint,
-       2,
-       false,
-       no_date_format,
-       {"in SetDocFields"},
-       [&](Fixture& f) {
-         EXPECT_EQ(f.Model().slides[0]->shapes[0]->text, "Facilities");
-         EXPECT_EQ(f.Model().slides[0]->shapes[1]->text, "old");
-         EXPECT_EQ(f.Values(), unchanged);
-       }},
-      {"an unknown approver costs that field only",
-       HostKind::Word,
-       1,
-       false,
-       [](Fixture& f) { f.dm.docs[0]["APPROVED_BY"] = Variant(I{8}); },
-       {"Could not create control field: cmsApprovedBy"},
+      {"removing a missing cmsID ends the run", HostKind::Word, 1, true, nullptr, {"in SetDocFields"},
+       [](Fixture& f) { EXPECT_TRUE(f.Model().custom_properties.empty() && f.Model().builtin_properties[20].value.empty()); }},
+      {"removing a present cmsID writes the rest", HostKind::Excel, 3, true,
+       [](Fixture& f) { f.Model().custom_properties.push_back({"cmsID", 4, "42", false}); }, {},
+       [](Fixture& f) { EXPECT_TRUE(!FindProp(f.Model(), "cmsID") && FindName(f.Model(), "cmsRevision")); }},
+      {"removing a missing Publisher tag", HostKind::Publisher, 5, true, nullptr, {"in SetDocFields"}, nullptr},
+      {"Word without a date format", HostKind::Word, 1, false, no_date_format, {"in SetDocFields"}, only_custom_fields},
+      {"Excel without a date format", HostKind::Excel, 3, false, no_date_format, {"in SetDocFields"}, only_custom_fields},
+      {"PowerPoint without a date format", HostKind::PowerPoint, 2, false, no_date_format, {"in SetDocFields"},
+       only_custom_fields},
+      {"an unknown approver costs that field only", HostKind::Word, 1, false,
+       [](Fixture& f) { f.dm.docs[0]["APPROVED_BY"] = Variant(I{8}); }, {"Could not create control field: cmsApprovedBy"},
        [](Fixture& f) {
          EXPECT_EQ(f.values[0], "a");
          EXPECT_EQ(FindProp(f.Model(), "cmsApprovedBy"), nullptr);
          EXPECT_EQ(FindProp(f.Model(), "cmsRevisionDate")->value, "31/12/2023");
        }},
-      {"a workbook record on a Word document", HostKind::Word, 3, false, nullptr,
-       custom_then_control("EXCEL: Could not create custom Excel field: ",
-                           "EXCEL: Could not set control field: "),
-       [](Fixture& f) {
-         EXPECT_EQ(FindProp(f.Model(), "cmsID")->value, "42");
-         EXPECT_EQ(f.values[7], "3");
-       }},
+      {"a workbook record on a Word document", HostKind::Word, 3, false, nullptr, workbook_on_word,
+       [](Fixture& f) { EXPECT_TRUE(FindProp(f.Model(), "cmsID")->value == "42" && f.values[7] == "3"); }},
   };
+  // clang-format on
   for (const auto& c : cases) {
     SCOPED_TRACE(c.what);
     Fixture f(c.kind, c.file_type);
@@ -369,6 +317,10 @@ TEST(SetDocFieldsTest, FailuresEndWhereTheirGuardSays) {
     f.Run(c.remove_id);
     EXPECT_EQ(f.log.ExceptionTexts(), c.logged);
     if (c.check) c.check(f);
+    // The routine's own handler ends the run before any control value is computed.
+    if (c.logged == std::vector<std::string>{"in SetDocFields"}) {
+      EXPECT_EQ(f.Values(), unchanged);
+    }
   }
 }
 
