@@ -199,42 +199,28 @@ TEST(SetDocFieldsTest, ControlFieldRendering) {
     std::map<std::string, Variant> codes;  // REV_FIELD codes to set, empty to remove
     std::vector<std::pair<std::size_t, std::string>> expected;
   };
+  // clang-format off
   const std::vector<Case> cases = {
       {"login form", {}, {{"USER_NAME_FORMAT", Variant("0")}}, {{0, "jbloggs"}}},
       {"given names", {}, {{"USER_NAME_FORMAT", Variant("2")}}, {{0, "Joe"}}},
       {"surname", {}, {{"USER_NAME_FORMAT", Variant("3")}}, {{0, "Bloggs"}}},
-      {"unknown form: empty, not a dash",
-       {{"CREATED_BY", Variant(I{7})}},
-       {{"USER_NAME_FORMAT", Variant("7")}},
+      {"unknown form: empty, not a dash", {{"CREATED_BY", Variant(I{7})}}, {{"USER_NAME_FORMAT", Variant("7")}},
        {{0, ""}, {2, ""}}},
       {"no integer counts as login", {}, {{"USER_NAME_FORMAT", Variant("full")}}, {{0, "jbloggs"}}},
-      {"null user is a dash in any form",
-       {{"APPROVED_BY", Variant::Null()}},
-       {{"USER_NAME_FORMAT", Variant("7")}},
+      {"null user is a dash in any form", {{"APPROVED_BY", Variant::Null()}}, {{"USER_NAME_FORMAT", Variant("7")}},
        {{0, "-"}, {2, "-"}}},
-      {"null dates, a null revision date is day zero",
-       {{"APPROVED_DATE", Variant::Null()}, {"VER_DATE", Variant::Null()}},
-       {{"DATE_FORMAT", Variant("yyyy-mm-dd")}},
-       {{1, "-"}, {6, "-"}, {8, "1899-12-30"}}},
-      {"null name and revision are empty",
-       {{"DOC_NAME", Variant::Null()}, {"VER", Variant::Null()}, {"DOC_NO_EXT", Variant::Null()}},
-       {},
-       {{3, ""}, {7, ""}, {5, "-"}}},
-      {"global templates ignore the path",
-       {{"framework", Variant(I{-2})}},
-       {},
-       {{4, "QMS\\Global Templates\\"}}},
+      {"null dates, a null revision date is day zero", {{"APPROVED_DATE", Variant::Null()},
+       {"VER_DATE", Variant::Null()}}, {{"DATE_FORMAT", Variant("yyyy-mm-dd")}}, {{1, "-"}, {6, "-"}, {8, "1899-12-30"}}},
+      {"null name and revision are empty", {{"DOC_NAME", Variant::Null()}, {"VER", Variant::Null()},
+       {"DOC_NO_EXT", Variant::Null()}}, {}, {{3, ""}, {7, ""}, {5, "-"}}},
+      {"global templates ignore the path", {{"framework", Variant(I{-2})}}, {}, {{4, "QMS\\Global Templates\\"}}},
       {"own path has no closing backslash", {{"framework", Variant(I{-1})}}, {}, {{4, "QMS\\Ignored\\Path"}}},
-      {"no prefix row",
-       {{"framework", Variant(I{-1})}},
-       {{"LOCATION_PREFIX", Variant()}},
-       {{4, "\\Ignored\\Path"}}},
+      {"no prefix row", {{"framework", Variant(I{-1})}}, {{"LOCATION_PREFIX", Variant()}}, {{4, "\\Ignored\\Path"}}},
       {"unknown document type", {{"doc_type_id", Variant(I{12})}}, {}, {{4, "QMS\\Housekeeping\\\\"}}},
-      {"review date formatted",
-       {{"NEXT_REVIEW", Variant::FromDateTime(foundation::EncodeDate(2025, 1, 9))}},
-       {},
+      {"review date formatted", {{"NEXT_REVIEW", Variant::FromDateTime(foundation::EncodeDate(2025, 1, 9))}}, {},
        {{6, "09/01/2025"}}},
   };
+  // clang-format on
   for (const auto& c : cases) {
     SCOPED_TRACE(c.what);
     Fixture f(HostKind::Word, 1);
