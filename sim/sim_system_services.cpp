@@ -55,4 +55,15 @@ bool SimSystemServices::ShellOpen(std::string_view path) {
   return true;
 }
 
+std::uint32_t SimSystemServices::TickCount() const {
+  std::lock_guard<std::mutex> lock(tick_mutex_);
+  const std::uint64_t now = clock_.NowMs();
+  if (now != last_read_ms_) {
+    last_read_ms_ = now;
+    reads_in_ms_ = 0;
+    return static_cast<std::uint32_t>(now);
+  }
+  return static_cast<std::uint32_t>(now + ++reads_in_ms_);
+}
+
 }  // namespace quillorn::sim

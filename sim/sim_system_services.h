@@ -6,6 +6,7 @@
 
 #include <cstdint>
 #include <map>
+#include <mutex>
 #include <string>
 #include <string_view>
 #include <vector>
@@ -25,8 +26,12 @@ class SimSystemServices final : public platform::SystemServices {
   std::string LocalAppDataFolder() const override { return local_app_data_; }
   std::string DocumentsFolder() const override { return documents_; }
   std::string TempFolder() const override { return temp_; }
-  // GetTickCount wraps at 2^32 as the real one does.
-  std::uint32_t TickCount() const override { return static_cast<std::uint32_t>(clock_.NowMs()); }
+  // GetTickCount wraps at 2^32 as the real one does. The clock stands still
+  // between steps, but a real tick count moves while a process works: each
+  // further read within the same simulated millisecond is one later, so that a
+  // loop waiting for the next tick (a fresh cache file name) ends. The first
+  // read of a millisecond is the clock itself.
+  std::uint32_t TickCount() const override;
   std::string GetEnvironmentVariable(std::string_view name) const override;
   std::string UserName() const override { return "simuser"; }
   std::string ExecutableName() const override { return executable_; }
@@ -46,6 +51,9 @@ class SimSystemServices final : public platform::SystemServices {
   std::string temp_;
   std::string executable_;
   std::uint32_t process_id_;
+  mutable std::mutex tick_mutex_;
+  mutable std::uint64_t last_read_ms_ = 0;
+  mutable std::uint64_t reads_in_ms_ = 0;
   std::map<std::string, std::string, std::less<>> environment_;
   std::vector<std::string> shell_opened_;
 };
