@@ -297,6 +297,19 @@ std::int64_t Database::LastInsertRowId() const { return db_ ? sqlite3_last_inser
 
 bool Database::AutoCommit() const { return db_ == nullptr || sqlite3_get_autocommit(db_) != 0; }
 
+std::int64_t Database::TotalChanges() const { return db_ ? sqlite3_total_changes64(db_) : 0; }
+
+std::optional<Database::ChangeStamp> Database::CurrentChangeStamp() {
+  if (db_ == nullptr) return std::nullopt;
+  try {
+    const ResultSet version = Query("PRAGMA data_version");
+    if (version.rows.empty()) return std::nullopt;
+    return ChangeStamp{version.rows[0][0].AsInt64(), TotalChanges()};
+  } catch (const std::exception&) {
+    return std::nullopt;
+  }
+}
+
 Transaction::Transaction(Database& database) : database_(nullptr) {
   if (!database.Connected() || !database.AutoCommit()) return;
   // Takes the write lock now, within the busy timeout, rather than failing

@@ -9,6 +9,7 @@
 #include <cstdint>
 #include <map>
 #include <memory>
+#include <optional>
 #include <span>
 #include <stdexcept>
 #include <string>
@@ -86,6 +87,19 @@ class Database {
 
   // False while a transaction is open on this connection.
   bool AutoCommit() const;
+
+  // Where the database stands: moves with every commit of another connection
+  // (another process's or another table object's) and every change made
+  // through this one. Equal stamps mean nobody wrote in between; nullopt when
+  // it cannot be told (not connected).
+  struct ChangeStamp {
+    std::int64_t dataVersion = 0;
+    std::int64_t totalChanges = 0;
+    bool operator==(const ChangeStamp&) const = default;
+  };
+  std::optional<ChangeStamp> CurrentChangeStamp();
+  // Rows changed through this connection so far; cheap, no statement runs.
+  std::int64_t TotalChanges() const;
 
   // Statements prepared so far and kept for their text.
   size_t CachedStatementCount() const { return statements_.size(); }

@@ -308,6 +308,7 @@ std::vector<Table::Row> Table::ReadRows(const std::string& whereSql, std::span<c
 void Table::Open() {
   if (Active()) return;
   ReadFieldDefs();
+  readStamp_ = database_->CurrentChangeStamp();
   rows_ = ReadRows({}, {});
   state_ = DataSetState::Browse;
   current_ = rows_.empty() ? -1 : 0;
@@ -384,6 +385,7 @@ void Table::Refresh() {
   std::optional<Row> was;
   if (current_ >= 0) was = rows_[static_cast<size_t>(current_)];
   const int oldIndex = current_;
+  readStamp_ = database_->CurrentChangeStamp();
   rows_ = ReadRows({}, {});
   current_ = -1;
   if (was) current_ = FindRowIndex(*was);
@@ -595,12 +597,26 @@ bool Table::Locate(std::string_view KeyFields, const Variant& KeyValues, LocateO
   CheckBrowseMode();
   const std::vector<int> fields = StoredFieldIndexes(KeyFields);
   const std::vector<Variant> values = KeyValueList(KeyValues, fields.size(), Name);
-  const int found = FindMatch(fields, values, Options);
+  int found = FindMatch(fields, values, Options);
+  if (found < 0 && ChangedSinceRead()) {
+    Refresh();
+    found = FindMatch(fields, values, Options);
+  }
   if (found < 0) return false;
   current_ = found;
   bof_ = eof_ = false;
   Scrolled();
   return true;
+}
+
+void Table::KeepReadStampAcross(std::int64_t changesBefore) {
+  if (readStamp_ && readStamp_->totalChanges == changesBefore) readStamp_->totalChanges = database_->TotalChanges();
+}
+
+bool Table::ChangedSinceRead() {
+  if (!readStamp_) return false;
+  const std::optional<Database::ChangeStamp> now = database_->CurrentChangeStamp();
+  return now && *now != *readStamp_;
 }
 
 Variant Table::Lookup(std::string_view KeyFields, const Variant& KeyValues, std::string_view ResultFields) {
@@ -688,7 +704,9 @@ void Table::Post() {
     const std::string sql = columns.empty() ? "INSERT INTO " + Quote(tableName_) + " DEFAULT VALUES"
                                             : "INSERT INTO " + Quote(tableName_) + " (" + columns + ") VALUES (" +
                                                   marks + ")";
+    const std::int64_t before = database_->TotalChanges();
     database_->Execute(sql, params);
+    KeepReadStampAcross(before);
     const std::int64_t rowid = database_->LastInsertRowId();
     std::vector<Variant> where{Variant(rowid)};
     std::vector<Row> fresh = ReadRows("rowid = ?", where);
@@ -708,8 +726,10 @@ void Table::Post() {
     }
     if (!sets.empty()) {
       const std::string where = KeyWhere(params, row);
+      const std::int64_t before = database_->TotalChanges();
       const int changedRows = database_->Execute("UPDATE " + Quote(tableName_) + " SET " + sets + " WHERE " + where,
                                                  params);
+      KeepReadStampAcross(before);
       if (changedRows == 0) {
         throw DataSetError(Name + ": Record not found or changed by another user");
       }
@@ -765,7 +785,9 @@ void Table::Delete() {
   state_ = DataSetState::Browse;
   std::vector<Variant> params;
   const std::string where = KeyWhere(params, rows_[static_cast<size_t>(current_)]);
+  const std::int64_t before = database_->TotalChanges();
   database_->Execute("DELETE FROM " + Quote(tableName_) + " WHERE " + where, params);
+  KeepReadStampAcross(before);
   rows_.erase(rows_.begin() + current_);
   if (rows_.empty()) {
     current_ = -1;

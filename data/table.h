@@ -153,6 +153,9 @@ class Table {
 
   // KeyFields "a;b" with KeyValues an array in the same order (a scalar for one
   // field). Moves to the first matching row in index order; stays put otherwise.
+  // As a cursor of a shared database it sees rows other processes committed:
+  // when nothing matches and the database moved since the rows were read, they
+  // are read again and the search repeated once.
   bool Locate(std::string_view KeyFields, const Variant& KeyValues, LocateOptions Options = {});
   // The same search without moving: the value of ResultFields (an array for
   // several), Null when no row matches.
@@ -200,6 +203,11 @@ class Table {
   void SetFieldValue(int index, const Variant& value);
   void Fire(const Handler& handler, TableEvent event);
   void Scrolled();
+  // Another connection committed, or this one changed rows, since the rows were read.
+  bool ChangedSinceRead();
+  // A write of this table's own keeps its rows current; it is no change since
+  // the read, unless something else changed before it.
+  void KeepReadStampAcross(std::int64_t changesBefore);
 
   void ReadFieldDefs();
   std::string SelectSql() const;
@@ -223,6 +231,8 @@ class Table {
   std::vector<int> keyFields_;  // primary key in key order; empty: rows are found by rowid
 
   DataSetState state_ = DataSetState::Inactive;
+  // Where the database stood when the rows were read.
+  std::optional<Database::ChangeStamp> readStamp_;
   std::vector<Row> rows_;
   int current_ = -1;
   bool eof_ = true;

@@ -357,6 +357,35 @@ TEST_F(TableTest, RefreshSeesOtherProcessesAndKeepsTheRow) {
   EXPECT_EQ(t.RecordCount(), 2);
 }
 
+// The desktop program announces a document while the host has its tables open:
+// a locate must find the new row without anybody refreshing first, and a miss
+// in an unchanged database must not re-read the rows.
+TEST_F(TableTest, LocateSeesRowsOthersCommittedSinceTheRead) {
+  Table t(db_, "FILES", "DOC_ID", "tblFiles");
+  t.Open();
+  other_.Execute("insert into FILES (DOC_ID, FILENAME) values (40, 'announced.docx')");
+  ASSERT_TRUE(t.Locate("DOC_ID", std::int32_t{40}));
+  EXPECT_EQ(t.FieldByName("FILENAME").AsString(), "announced.docx");
+  EXPECT_EQ(t.RecordCount(), 4);
+
+  // The same connection's own statement (a cache statement beside the table) counts too.
+  db_.Execute("insert into FILES (DOC_ID, FILENAME) values (50, 'appended.docx')");
+  EXPECT_TRUE(t.Locate("FILENAME", "appended.docx"));
+
+  // The table's own writes keep its rows current: a miss after them reads nothing again,
+  // so a row deleted behind its back stays until something else moves the database.
+  t.Edit();
+  t.FieldByName("USER_ID").SetValue(std::int32_t{3});
+  t.Post();
+  t.Append();
+  t.FieldByName("DOC_ID").SetValue(std::int32_t{60});
+  t.FieldByName("FILENAME").SetValue("own.docx");
+  t.Post();
+  EXPECT_FALSE(t.Locate("DOC_ID", std::int32_t{99}));
+  EXPECT_EQ(t.RecordCount(), 6);
+  EXPECT_TRUE(t.Locate("DOC_ID", std::int32_t{60}));
+}
+
 TEST_F(TableTest, ClosedTableRefusesWork) {
   Table t(db_, "FILES", "DOC_ID", "tblFiles");
   EXPECT_FALSE(t.Active());

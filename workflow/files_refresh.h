@@ -19,14 +19,7 @@ class FilesRefresh {
   void Forget() { seen_.reset(); }
 
  private:
-  struct Stamp {
-    std::int64_t dataVersion = 0;   // moves on another connection's commit
-    std::int64_t totalChanges = 0;  // rows changed by this connection
-    bool operator==(const Stamp&) const = default;
-  };
-  static std::optional<Stamp> Read(data::Database& database);
-
-  std::optional<Stamp> seen_;
+  std::optional<data::Database::ChangeStamp> seen_;
 };
 
 }  // namespace quillorn::workflow
