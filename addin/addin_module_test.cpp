@@ -230,13 +230,22 @@ TEST(AddInModule, StartupTimerHandsTheActiveDocumentOnInExcelAndPublisher) {
 TEST(AddInModule, AHandlersFailureGoesToTheErrorHandlerAndNoFurther) {
   Machine m;
   m.WriteAddInIni("[Debug]\nTrace=true\n");
-  Process p(m, hostsim::HostKind::Excel, 1);
-  p.Load();  // no workbook open: ActiveWorkbook raises in the timer
+  Process p(m, hostsim::HostKind::Publisher, 1);
+  p.Load();  // no publication open: ActiveDocument raises in the timer
   EXPECT_NO_THROW(m.loop.AdvanceAndRun(1000));
   EXPECT_FALSE(p.module->StartupTimer.Enabled());
   const std::string trace = m.Trace();
   EXPECT_NE(trace.find("\tAddInModuleError\tin \r\n"), std::string::npos) << trace;
   EXPECT_NE(trace.find("no document is open"), std::string::npos) << trace;
+
+  // Excel answers Nothing instead: tracking finds no name and stops, quietly.
+  Machine quiet;
+  quiet.WriteAddInIni("[Debug]\nTrace=true\n");
+  Process excel(quiet, hostsim::HostKind::Excel, 1);
+  excel.Load();
+  quiet.loop.AdvanceAndRun(1000);
+  EXPECT_NE(quiet.Trace().find("doc.FullName failed"), std::string::npos) << quiet.Trace();
+  EXPECT_EQ(quiet.Trace().find("AddInModuleError"), std::string::npos) << quiet.Trace();
 
   bool handled = false;
   p.context.ProcName = "dm.Somewhere";

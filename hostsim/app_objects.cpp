@@ -133,7 +133,9 @@ ApplicationBase::ApplicationBase(SimHost& host, std::string app_name, std::strin
     if (HasArg(a, 0)) return docs->GetProperty("Item", a);
     return Variant(docs);
   });
-  Prop(active, [&host](Args) {
+  Prop(active, [&host, active](Args) {
+    // Excel answers Nothing where the others refuse.
+    if (!host.Active() && active == "ActiveWorkbook") return Variant(ObjectRef{});
     if (!host.Active()) RaiseHost("This command is not available because no document is open.");
     return Variant(host.Wrap(host.Active()));
   });

@@ -75,8 +75,16 @@ std::shared_ptr<DocumentModel> SimHost::Open(const std::string& given, bool read
   doc->read_only = read_only;
   doc->saved = true;
   documents_.push_back(doc);
+  // A host shows the new window before it reports the open, so that the active
+  // document read inside the open event is this one; the activation events
+  // follow the open as they do in the hosts.
+  const std::shared_ptr<DocumentModel> previous = active_;
+  if (visible) active_ = doc;
   FireOpen(doc);
-  if (visible) SetActive(doc);
+  if (visible) {
+    active_ = previous;
+    SetActive(doc);
+  }
   return doc;
 }
 
