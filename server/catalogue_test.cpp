@@ -2,12 +2,11 @@
 
 #include <gtest/gtest.h>
 
-#include <chrono>
-#include <filesystem>
 #include <sstream>
 #include <string>
 #include <vector>
 
+#include "foundation/temp_folder_for_test.h"
 #include "server/call_log.h"
 #include "server/function_table.h"
 #include "transport/rpc_value.h"
@@ -15,16 +14,7 @@
 namespace quillorn::server {
 namespace {
 
-struct TempFolder {
-  TempFolder()
-      : path(std::filesystem::temp_directory_path() /
-             ("quillorn-catalogue-" + std::to_string(std::chrono::steady_clock::now().time_since_epoch().count()))) {}
-  ~TempFolder() {
-    std::error_code ec;
-    std::filesystem::remove_all(path, ec);
-  }
-  std::filesystem::path path;
-};
+using foundation::testing::TempFolder;
 
 // A call with the one parameter "sql" in the value type the client uses for it.
 std::string Call(const std::string& name, const std::string& sql, bool as_text) {
@@ -40,7 +30,7 @@ std::string Exception(std::string_view message) {
 
 TEST(Catalogue, AnswersEachFunctionInTheShapeTheClientReads) {
   TempFolder folder;
-  ServerStore store(folder.path);
+  ServerStore store(folder.Path());
   FunctionTable table;
   RegisterCatalogue(table, store);
   struct Case {

@@ -2,27 +2,17 @@
 
 #include <gtest/gtest.h>
 
-#include <chrono>
-#include <filesystem>
 #include <map>
 #include <string>
 #include <vector>
 
+#include "foundation/temp_folder_for_test.h"
 #include "server/store.h"
 
 namespace quillorn::server {
 namespace {
 
-struct TempFolder {
-  TempFolder()
-      : path(std::filesystem::temp_directory_path() /
-             ("quillorn-procedures-" + std::to_string(std::chrono::steady_clock::now().time_since_epoch().count()))) {}
-  ~TempFolder() {
-    std::error_code ec;
-    std::filesystem::remove_all(path, ec);
-  }
-  std::filesystem::path path;
-};
+using foundation::testing::TempFolder;
 
 // The rights statement as the client sends it for one document and user.
 std::string ClientRightsStatement(int doc, int user) {
@@ -64,7 +54,7 @@ class ProcedureCalls : public ::testing::Test {
   }
 
   TempFolder folder_;
-  ServerStore store_{folder_.path};
+  ServerStore store_{folder_.Path()};
 };
 
 TEST_F(ProcedureCalls, ViewDocGivesTheOneDocumentWithItsDeclaredTypes) {

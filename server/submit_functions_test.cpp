@@ -2,13 +2,11 @@
 
 #include <gtest/gtest.h>
 
-#include <chrono>
 #include <filesystem>
-#include <fstream>
-#include <iterator>
 #include <string>
 #include <vector>
 
+#include "foundation/temp_folder_for_test.h"
 #include "transport/rpc_dataset.h"
 
 namespace quillorn::server {
@@ -16,17 +14,7 @@ namespace {
 
 using transport::TRpcFieldTypes;
 using transport::TRpcValue;
-
-struct TempFolder {
-  TempFolder()
-      : path(std::filesystem::temp_directory_path() /
-             ("quillorn-submit-" + std::to_string(std::chrono::steady_clock::now().time_since_epoch().count()))) {}
-  ~TempFolder() {
-    std::error_code ec;
-    std::filesystem::remove_all(path, ec);
-  }
-  std::filesystem::path path;
-};
+using foundation::testing::TempFolder;
 
 // A row of the record: name and value pairs; a field left out is null.
 using Row = std::vector<std::pair<std::string, TRpcValue>>;
@@ -51,27 +39,30 @@ TRpcValue Record(const std::vector<std::pair<std::string, TRpcFieldTypes>>& fiel
 TRpcValue I(std::int32_t v) { return transport::IntegerValue(v); }
 TRpcValue T(const std::string& v) { return transport::TextValue(v); }
 
+// Every cell of the answer as text, "," after each cell and ";" after each row.
+std::string Dump(ServerStore& store, const std::string& sql) {
+  std::string out;
+  for (const auto& row : store.Select(sql).Rows) {
+    for (const auto& cell : row) {
+      out += cell.kind == StoreCell::Kind::Null      ? "null"
+             : cell.kind == StoreCell::Kind::Integer ? std::to_string(cell.integer)
+                                                     : cell.bytes;
+      out += ",";
+    }
+    out += ";";
+  }
+  return out;
+}
+
 class SubmitTest : public ::testing::Test {
  protected:
-  SubmitTest() : store_(folder_.path) {
+  SubmitTest() : store_(folder_.Path()) {
     store_.Execute("CREATE TABLE DOCS (DOC_ID INTEGER, DOC_NAME VARCHAR(60), STATUS CHAR(1), NOTES BLOB)");
     store_.Execute("INSERT INTO DOCS (DOC_ID, DOC_NAME, STATUS) VALUES (1, 'Manual', 'A'), (2, 'Plan', 'E')");
     store_.Execute("CREATE TABLE CODES (D_TYPE VARCHAR(15), CODE VARCHAR(30), VAL VARCHAR(1024))");
     store_.Execute("INSERT INTO CODES VALUES ('DOC_FIELD', 'Site', 'North'), ('DOC_FIELD', 'Site', 'North')");
   }
-  std::string Rows(const std::string& sql) {
-    std::string out;
-    for (const auto& row : store_.Select(sql).Rows) {
-      for (const auto& cell : row) {
-        out += cell.kind == StoreCell::Kind::Null      ? "null"
-               : cell.kind == StoreCell::Kind::Integer ? std::to_string(cell.integer)
-                                                       : cell.bytes;
-        out += ",";
-      }
-      out += ";";
-    }
-    return out;
-  }
+  std::string Rows(const std::string& sql) { return Dump(store_, sql); }
   TempFolder folder_;
   ServerStore store_;
 };
@@ -110,21 +101,12 @@ TEST_F(SubmitTest, AppliesEachActionByKey) {
   for (const Case& c : cases) {
     SCOPED_TRACE(c.name);
     TempFolder folder;
-    ServerStore store(folder.path);
+    ServerStore store(folder.Path());
     store.Execute("CREATE TABLE DOCS (DOC_ID INTEGER, DOC_NAME VARCHAR(60), STATUS CHAR(1))");
     store.Execute("INSERT INTO DOCS VALUES (1, 'Manual', 'A'), (2, 'Plan', 'E')");
     const TRpcValue record = Record(kDocFields, c.actions, c.rows);
     EXPECT_EQ(ApplyChangeRecord(store, "DOCS", "DOC_ID", record.Get()), c.counts);
-    std::string docs;
-    for (const auto& row : store.Select("SELECT * FROM DOCS ORDER BY DOC_ID").Rows) {
-      for (const auto& cell : row) {
-        docs += cell.kind == StoreCell::Kind::Null ? "null" : cell.kind == StoreCell::Kind::Integer
-                                                                  ? std::to_string(cell.integer) : cell.bytes;
-        docs += ",";
-      }
-      docs += ";";
-    }
-    EXPECT_EQ(docs, c.docs);
+    EXPECT_EQ(Dump(store, "SELECT * FROM DOCS ORDER BY DOC_ID"), c.docs);
   }
 }
 
@@ -202,9 +184,8 @@ TEST_F(SubmitTest, SubmitAnswersTheLognameAndSendfileKeepsTheFile) {
   EXPECT_EQ(replies.substr(0, replies.find("E=")), "T=8\"DOCS.000\";B=T;I=2;");
   EXPECT_NE(replies.find("The parameter file is missing."), std::string::npos);
   EXPECT_EQ(Rows("SELECT DOC_ID FROM DOCS"), "1,;");
-  std::ifstream kept(SentFilePath(folder_.path, 2), std::ios::binary);
-  EXPECT_EQ(std::string(std::istreambuf_iterator<char>(kept), std::istreambuf_iterator<char>()), bytes);
-  EXPECT_FALSE(std::filesystem::exists(SentFilePath(folder_.path, 3)));
+  EXPECT_EQ(foundation::testing::ReadAll(SentFilePath(folder_.Path(), 2)), bytes);
+  EXPECT_FALSE(std::filesystem::exists(SentFilePath(folder_.Path(), 3)));
 }
 
 }  // namespace
