@@ -70,14 +70,6 @@ TEST(PosixSystemServices, FoldersFollowTheEnvironment) {
   EXPECT_EQ(services->DocumentsFolder(), dir + "/Documents");
 }
 
-TEST(PosixSystemServices, TempFolderExistsAndEndsWithADelimiter) {
-  const auto services = CreateSystemServices();
-  const std::string temp = services->TempFolder();
-  ASSERT_FALSE(temp.empty());
-  EXPECT_EQ(temp.back(), '/');
-  EXPECT_TRUE(std::filesystem::is_directory(temp));
-}
-
 TEST(PosixSystemServices, CopyDeleteAndExistsKeepTheSystemsRules) {
   TempFolder temp;
   const auto services = CreateSystemServices();
