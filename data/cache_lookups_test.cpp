@@ -22,8 +22,6 @@ class LookupTest : public ::testing::Test {
   }
   std::string CacheDir() const { return (folder_.Path() / "Cache" / "").string(); }
   std::string Trace() const { return foundation::testing::ReadAll(folder_.Path() / "AddIn Trace.txt"); }
-  // While tracing, exceptions are written among the trace lines.
-  std::string Logged() const { return Trace(); }
   void MakeCache(CacheStore& store) {
     Table codes(store.CacheDB(), "CODES", "", "tblCodes");
     store.LoadFromCache(codes);
@@ -42,7 +40,7 @@ TEST_F(LookupTest, CacheLookupWithoutACacheFileMakesNone) {
   EXPECT_FALSE(fs::exists(store.CacheFileName()));
   // The exec helper doesn't open the database either: it fails and says so.
   EXPECT_FALSE(store.cacheExecSQL("delete from FILES"));
-  EXPECT_NE(Logged().find("delete from FILES"), std::string::npos);
+  EXPECT_NE(Trace().find("delete from FILES"), std::string::npos);
 }
 
 TEST_F(LookupTest, CacheLookupValues) {
@@ -70,7 +68,7 @@ TEST_F(LookupTest, CacheLookupValues) {
   EXPECT_NE(trace.find("cacheLookup RESULT:\tWEB_SERVER;URL"), std::string::npos);
 
   EXPECT_TRUE(store.cacheLookup("select nonsense from nowhere").IsEmpty());
-  EXPECT_NE(Logged().find("select nonsense from nowhere"), std::string::npos);
+  EXPECT_NE(Trace().find("select nonsense from nowhere"), std::string::npos);
 }
 
 TEST_F(LookupTest, MemoryHelpersRaise) {

@@ -284,28 +284,6 @@ TEST(Commit, CommitCacheRunsOncePerConnectionInItsOrder) {
   EXPECT_EQ(instance.Count("CommitCache", ""), 2);
 }
 
-TEST(Commit, ADeltaSavedBeforeACrashIsCommittedAtTheNextStart) {
-  CommitServer server;
-  TempFolder shared;
-  {
-    Instance before(testing::DeadPort(), shared.Dir());
-    auto dm = before.Create();
-    dm->UserID = 5;
-    RenameDoc(*dm, 1, "Manual, offline");
-    // The host dies here: no ShutDown, no commit.
-  }
-  EXPECT_EQ(CacheFilesOf(shared.Dir(), "DOCS"), std::vector<std::string>{"DOCS.000"});
-  Instance after(server.Port(), shared.Dir());
-  auto dm = after.Create();
-  dm->UserID = 7;
-  ASSERT_TRUE(dm->ConnectToServer(true));
-  dm->CommitCache();  // start-up complete
-  after.WaitForReplies(1);
-  EXPECT_EQ(server.Calls(), (std::vector<Seen>{{"submit", 5, "DOCS.000", server.Calls().at(0).request}}));
-  EXPECT_EQ(server.DocName(1), "Manual, offline");
-  EXPECT_TRUE(CacheFilesOf(shared.Dir(), "DOCS").empty());
-}
-
 // The host process killed outright, not unwound: the child below is this test
 // program run again, and saves one delta while no server answers.
 constexpr char kCrashChildVariable[] = "QUILLORN_COMMIT_CRASH_DIR";

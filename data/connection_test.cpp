@@ -29,7 +29,6 @@ class RecordingOwner final : public ConnectionOwner {
   explicit RecordingOwner(TdmConnection*& connection) : connection_(connection) {}
   void RefetchStaleData() override {
     ++refetches;
-    reachableDuringRefetch.push_back(connection_->mIsServerReachable);
   }
   void CommitCache() override {
     ++commits;
@@ -42,7 +41,6 @@ class RecordingOwner final : public ConnectionOwner {
   int commits = 0;
   bool timerOnDuringCommit = true;
   std::unique_ptr<platform::WaitEvent> committed;
-  std::vector<bool> reachableDuringRefetch;
   std::vector<bool> reports;
 
  private:
@@ -100,31 +98,6 @@ struct Rig {
   std::unique_ptr<platform::WaitEvent> abort;
   std::unique_ptr<platform::WaitEvent> returned;
 };
-
-TEST(Connection, ReachableReportsRefetchOnlyOnALaterChangeToTrue) {
-  struct Case {
-    std::vector<bool> calls;
-    int refetches;
-  };
-  const std::vector<Case> cases = {
-      {{true}, 0},                     // the first report never refetches
-      {{false, true}, 1},
-      {{true, true, true}, 0},
-      {{true, false, true}, 1},
-      {{false, false, true, true, false, true}, 2},
-  };
-  for (const Case& c : cases) {
-    SCOPED_TRACE(::testing::PrintToString(c.calls));
-    Rig rig(DeadPort());
-    for (bool value : c.calls) rig.connection->SetIsServerReachable(value);
-    EXPECT_EQ(rig.owner.refetches, c.refetches);
-    // The fetches go out seeing the server as reachable.
-    EXPECT_EQ(rig.owner.reachableDuringRefetch, std::vector<bool>(c.refetches, true));
-    EXPECT_EQ(rig.owner.reports, c.calls);  // every call, not only changes
-    EXPECT_EQ(rig.connection->mIsServerReachable, c.calls.back());
-    EXPECT_FALSE(rig.connection->mStartUp);
-  }
-}
 
 TEST(Connection, BlockingPingToALiveServer) {
   PingServer server;

@@ -188,13 +188,9 @@ TEST(RemoteCatalogue, AGivenUpFetchLeavesTheReaderWithTheCache) {
 }
 
 TEST(RemoteCatalogue, StatementsStandAsTheServerTakesThem) {
-  EXPECT_EQ(ViewDocSql(12), "SELECT * from VIEW_DOC(12)");
   EXPECT_EQ(DocPermissionsSql(12, 3),
             "select 12 as doc_id, 3 as user_id, p_create, p_edit, p_delete, p_move, p_view, p_approve, p_revise, "
             "p_checkout, p_print_unctrl, p_export, p_change_permission from get_doc_permissions(12, 3)");
-  EXPECT_EQ(TemplateSourceSql(4),
-            "select doc_no, source, status_date, seq, framework, file_type from docs where is_current='Y' and "
-            "status='A' and doc_no=4");
 }
 
 }  // namespace

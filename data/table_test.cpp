@@ -147,20 +147,6 @@ TEST_F(TableTest, EventsComeInOrder) {
                                             "AfterEdit", "BeforeCancel", "AfterCancel", "BeforeInsert",
                                             "AfterInsert", "BeforePost", "AfterPost", "BeforeDelete",
                                             "AfterDelete", "BeforeEdit", "AfterEdit", "BeforePost", "AfterPost"}));
-
-  struct Recorder : TableObserver {
-    std::vector<TableEvent> events;
-    void OnTableEvent(Table&, TableEvent e) override { events.push_back(e); }
-  } recorder;
-  t.AddObserver(&recorder);
-  t.Edit();
-  t.FieldByName("USER_ID").SetValue(std::int32_t{7});
-  t.Post();
-  t.RemoveObserver(&recorder);
-  t.Edit();
-  t.Cancel();
-  EXPECT_EQ(recorder.events, (std::vector<TableEvent>{TableEvent::BeforeEdit, TableEvent::AfterEdit,
-                                                      TableEvent::BeforePost, TableEvent::AfterPost}));
 }
 
 TEST_F(TableTest, ObserversHearAnEventBeforeTheHandler) {

@@ -143,16 +143,6 @@ TEST(Tdm, BlockingPingWithTheModulesOwnSessionSettings) {
   for (const auto& seen : server.Server().Seen()) EXPECT_EQ(seen.Target.rfind("/cms?", 0), 0u) << seen.Target;
 }
 
-TEST(Tdm, CommitCacheWaitsForTheServer) {
-  Instance instance;
-  auto dm = instance.Create();
-  dm->CommitCache();
-  EXPECT_FALSE(instance.traced.Traced("CommitCache", ""));
-  dm->SetIsServerReachable(true);
-  dm->CommitCache();
-  EXPECT_TRUE(instance.traced.Traced("CommitCache", ""));
-}
-
 TEST(Tdm, ShutDownClosesTheCacheAndKeepsThePingStopped) {
   Instance instance;
   instance.WriteAddInIni("[Connection Settings]\r\nPort=" + std::to_string(DeadPort()) +
