@@ -84,7 +84,7 @@ std::string GetLogoFile(Tdm& dm, platform::SystemServices& System) {
 }
 
 void FastFileCopy(platform::SystemServices& System, const std::string& Source, const std::string& Dest) {
-  System.CopyFile(Source, Dest, false);
+  System.ShellCopyFile(Source, Dest);
 }
 
 }  // namespace quillorn::data

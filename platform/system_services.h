@@ -13,6 +13,11 @@
 
 namespace quillorn::platform {
 
+// File operations on the real file system with CopyFileW's rules, for
+// implementations that have nothing better.
+bool CopyFileByStandardLibrary(std::string_view from, std::string_view to, bool fail_if_exists) noexcept;
+bool DeleteFileByStandardLibrary(std::string_view path) noexcept;
+
 class SystemServices {
  public:
   virtual ~SystemServices() = default;
@@ -39,6 +44,12 @@ class SystemServices {
 
   // CopyFileW: false when it failed, or when `to` exists and `fail_if_exists`.
   virtual bool CopyFile(std::string_view from, std::string_view to, bool fail_if_exists) = 0;
+  // The shell's copy (SHFileOperationW, FO_COPY, no owner window), which
+  // overwrites; true when it reported success. Elsewhere the standard
+  // library's copy does the same.
+  virtual bool ShellCopyFile(std::string_view from, std::string_view to) {
+    return CopyFileByStandardLibrary(from, to, false);
+  }
   // DeleteFileW: false when nothing was deleted.
   virtual bool DeleteFile(std::string_view path) = 0;
   // True for an existing file, false for a folder or nothing.
@@ -50,10 +61,6 @@ class SystemServices {
 // The services of the system this was built for.
 std::unique_ptr<SystemServices> CreateSystemServices();
 
-// File operations on the real file system with CopyFileW's rules, for
-// implementations that have nothing better.
-bool CopyFileByStandardLibrary(std::string_view from, std::string_view to, bool fail_if_exists) noexcept;
-bool DeleteFileByStandardLibrary(std::string_view path) noexcept;
 
 // Values a test sets; files are the real ones, shell opens are only recorded.
 class FakeSystemServices final : public SystemServices {

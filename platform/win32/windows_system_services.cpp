@@ -71,6 +71,19 @@ class WindowsSystemServices final : public SystemServices {
 
   std::uint32_t ProcessId() const override { return ::GetCurrentProcessId(); }
 
+  bool ShellCopyFile(std::string_view from, std::string_view to) override {
+    // Both path lists end in an extra null, as the interface requires.
+    std::wstring source = Utf16FromUtf8(from);
+    source.push_back(L'\0');
+    std::wstring target = Utf16FromUtf8(to);
+    target.push_back(L'\0');
+    SHFILEOPSTRUCTW operation{};
+    operation.hwnd = nullptr;
+    operation.wFunc = FO_COPY;
+    operation.pFrom = source.c_str();
+    operation.pTo = target.c_str();
+    return ::SHFileOperationW(&operation) == 0 && !operation.fAnyOperationsAborted;
+  }
   bool CopyFile(std::string_view from, std::string_view to, bool fail_if_exists) override {
     return ::CopyFileW(Utf16FromUtf8(from).c_str(), Utf16FromUtf8(to).c_str(), fail_if_exists ? TRUE : FALSE) != 0;
   }

@@ -93,6 +93,13 @@ CHECK_CASE(FileOperationsFollowCopyFileW) {
   CHECK(services->DeleteFile(target));
   CHECK(!services->DeleteFile(target));
   CHECK(!services->FileExists(target));
+
+  // The shell's copy, as the cache's file copy makes it: to a new name, path
+  // lists with their double null, a name with a blank and accents.
+  const std::string shellTarget = folder + "shell copy \xC3\xA9.docx";
+  CHECK(services->ShellCopyFile(source, shellTarget));
+  CHECK(services->FileExists(shellTarget));
+  CHECK(!services->FileExists(folder + "shell copy \xC3\xA9.docx\\source.docx"));
   std::filesystem::remove_all(std::filesystem::path(Utf16FromUtf8(folder)));
 }
 
