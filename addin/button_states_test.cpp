@@ -11,16 +11,12 @@
 #include <utility>
 
 #include "addin/addin_module.h"
+#include "addin/module_fixture_for_test.h"
 #include "data/cache_schema.h"
 #include "data/sql_database.h"
 #include "data/table.h"
 #include "data/tdm.h"
 #include "foundation/temp_folder_for_test.h"
-#include "hostsim/hosts.h"
-#include "platform/clock.h"
-#include "platform/queue_main_loop.h"
-#include "platform/scripted_prompts.h"
-#include "platform/system_services.h"
 
 namespace quillorn::addin {
 namespace {
@@ -346,30 +342,16 @@ TEST(TableButtonStateSource, ReadsTheCurrentRowsAndLocatesTheRights) {
 // The module's own call reads its data module: nothing managed before the cache
 // tables are open, the document in front once tracking has placed them.
 TEST(SetQuillornRibbonButtonStates, TheModulesCallReadsItsDataModule) {
-  foundation::testing::TempFolder home;
-  platform::ManualClock clock{5000};
-  platform::QueueMainLoop loop{&clock};
-  auto host = hostsim::CreateHost(hostsim::HostKind::Word);
-  platform::FakeSystemServices system;
-  system.module_path = (home.Path() / "program" / "QuillornAddIn.dll").string();
-  system.local_app_data = (home.Path() / "local").string();
-  platform::ScriptedPrompts prompts;
-  foundation::LogContext context;
-  AddInHost h;
-  h.Type = ohaWord;
-  h.Application = host->Application();
-  h.Loop = &loop;
-  h.Prompts = &prompts;
-  h.System = &system;
-  h.Context = &context;
-  TAddInModule module(std::move(h));
+  testing::Machine m;
+  testing::Process p(m, hostsim::HostKind::Word, 1);
+  TAddInModule& module = *p.module;
+  foundation::LogContext& context = p.context;
   CommandSurface& s = module.Surface();
 
   SetQuillornRibbonButtonStates(module);
   EXPECT_TRUE(s.At("RibbonOfficeMenu", {3}).visible) << "no data module: the host's own Save As";
 
-  module.AddInModuleCreate();
-  module.AddInModuleAddInInitialize();
+  p.Load();
   data::Tdm& dm = *module.dm();
   SetQuillornRibbonButtonStates(module);
   EXPECT_FALSE(s.At("RibbonOfficeMenu", {2}).visible) << "tables not open yet";

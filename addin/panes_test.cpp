@@ -1,5 +1,6 @@
 #include <gtest/gtest.h>
 
+#include <optional>
 #include <stdexcept>
 #include <string>
 #include <vector>
@@ -7,6 +8,7 @@
 #include "addin/addin_module.h"
 #include "addin/module_fixture_for_test.h"
 #include "addin/pane_manager.h"
+#include "data/tdm.h"
 
 namespace quillorn::addin {
 namespace {
@@ -57,7 +59,9 @@ TEST(Panes, MadeOnFirstNeedWithTheHostsShellThenReused) {
     m.WriteAddInIni("[Debug]\nTrace=true\n");
     Process p(m, c.kind, 1);
     p.Load();
-    ASSERT_EQ(p.module->Panes()->ItemCount(), 0) << "nothing before a document needs it";
+    p.module->HideQuillornPane();
+    ASSERT_EQ(p.module->Panes()->ItemCount(), 0) << "nothing before a document needs it, not even a hide";
+    EXPECT_FALSE(p.module->Timer1.Enabled());
 
     p.module->ShowQuillornPane(17);
     const auto& item = OnlyItem(p);
@@ -89,6 +93,8 @@ TEST(Panes, PublisherHasNone) {
   EXPECT_NO_THROW(p.module->HideQuillornPane());
   EXPECT_EQ(p.module->Panes(), nullptr);
   EXPECT_FALSE(p.module->Timer1.Enabled());
+  p.module->dm()->SetIsServerReachable(false);
+  EXPECT_EQ(p.module->PaneCaption(), std::nullopt) << "no pane to rename";
 }
 
 // Excel's pane may refuse while its window is built; that is traced and the
@@ -164,17 +170,6 @@ TEST(Panes, HidingWaitsForTimer1OnlyInExcelFrom2013) {
   }
 }
 
-TEST(Panes, HidingWithNoPaneDoesNothing) {
-  for (Kind kind : {Kind::Word, Kind::Excel, Kind::PowerPoint}) {
-    Machine m;
-    Process p(m, kind, 1, "16.0");
-    p.Load();
-    EXPECT_NO_THROW(p.module->HideQuillornPane());
-    EXPECT_EQ(p.module->Panes()->ItemCount(), 0);
-    EXPECT_FALSE(p.module->Timer1.Enabled());
-  }
-}
-
 TEST(Panes, TabsShowAndHideTheAddInsGroupsTogether) {
   Machine m;
   Process p(m, Kind::Word, 1);
@@ -200,21 +195,26 @@ TEST(Panes, TabsShowAndHideTheAddInsGroupsTogether) {
 
 // ---- Bringing a window to the front ------------------------------------------------
 
-TEST(BringToFront, WordActivatesTheNamedDocumentAndItself) {
-  Machine m;
-  Process p(m, Kind::Word, 1);
-  p.Load();
-  auto first = p.host->Open(m.home.Dir() + "Report.docx");
-  auto second = p.host->Open(m.home.Dir() + "letter.docx");
-  ASSERT_EQ(p.host->Active(), second);
+// Word activates the document and itself; PowerPoint the window that shows the
+// presentation.
+TEST(BringToFront, ActivatesTheNamedDocument) {
+  for (Kind kind : {Kind::Word, Kind::PowerPoint}) {
+    const bool word = kind == Kind::Word;
+    Machine m;
+    Process p(m, kind, 1);
+    p.Load();
+    auto first = p.host->Open(m.home.Dir() + "Report.docx");
+    auto second = p.host->Open(m.home.Dir() + "letter.docx");
+    ASSERT_EQ(p.host->Active(), second);
 
-  p.module->BringToFront(foundation::UpperCase(m.home.Dir() + "report.DOCX"));
-  EXPECT_EQ(p.host->Active(), first) << "names compare without regard to case";
-  EXPECT_EQ(p.host->app_activations, 1);
-
-  p.module->BringToFront("");
-  EXPECT_EQ(p.host->app_activations, 2) << "an empty name means the host itself";
-  EXPECT_EQ(p.host->Active(), first);
+    p.module->BringToFront(foundation::UpperCase(m.home.Dir() + "report.DOCX"));
+    EXPECT_EQ(p.host->Active(), first) << "names compare without regard to case";
+    EXPECT_EQ(p.host->app_activations, word ? 1 : 0);
+    if (!word) continue;
+    p.module->BringToFront("");
+    EXPECT_EQ(p.host->app_activations, 2) << "an empty name means the host itself";
+    EXPECT_EQ(p.host->Active(), first);
+  }
 }
 
 TEST(BringToFront, ANameNoDocumentHasDoesNothing) {
@@ -230,17 +230,6 @@ TEST(BringToFront, ANameNoDocumentHasDoesNothing) {
     EXPECT_EQ(p.host->app_activations, 0);
     EXPECT_FALSE(p.module->BringToFrontTimer.Enabled());
   }
-}
-
-TEST(BringToFront, PowerPointActivatesTheWindowThatShowsThePresentation) {
-  Machine m;
-  Process p(m, Kind::PowerPoint, 1);
-  p.Load();
-  auto first = p.host->Open(m.home.Dir() + "Plan.pptx");
-  auto second = p.host->Open(m.home.Dir() + "Budget.pptx");
-  ASSERT_EQ(p.host->Active(), second);
-  p.module->BringToFront(m.home.Dir() + "plan.pptx");
-  EXPECT_EQ(p.host->Active(), first);
 }
 
 TEST(BringToFront, ExcelWithSeveralWorkbooksAsksForWindowZeroWhichTheHostRefuses) {
