@@ -151,30 +151,31 @@ TEST(DocumentSave, CheckedOutSaveStaysWithTheUser) {
       << "SaveDocument did not run";
 }
 
+// The row still names the file as it was before the host changed its format; a
+// name that differs only in case is no rename.
 TEST(DocumentSave, HostThatRenamedTheFileMovesTheRowAndExtension) {
-  Managed m(HostKind::Word, "W");
-  // The row still names the file as it was before the host changed its format.
-  const std::string old = m.site.cache + "Procedure.doc";
-  m.site.Exec("update FILES set FILENAME='" + old + "' where DOC_ID=12");
-  m.site.dm().tblFiles.Refresh();
-  ASSERT_TRUE(m.site.dm().tblFiles.Locate("FILENAME", Variant(old)));
+  struct Case {
+    const char* rowName;
+    const char* extBefore;
+    const char* rowNameAfter;  // null: the document's own path
+    const char* extAfter;
+  };
+  for (const Case& c : std::vector<Case>{{"Procedure.doc", ".doc", nullptr, ".docx"},
+                                         {"PROCEDURE.DOCX", ".DOCX", "PROCEDURE.DOCX", ".DOCX"}}) {
+    SCOPED_TRACE(c.rowName);
+    Managed m(HostKind::Word, "W");
+    const std::string old = m.site.cache + c.rowName;
+    m.site.Exec(std::string("update DOCS set FILE_EXT='") + c.extBefore + "' where DOC_ID=12");
+    m.site.Exec("update FILES set FILENAME='" + old + "' where DOC_ID=12");
+    m.site.dm().tblFiles.Refresh();
+    ASSERT_TRUE(m.site.dm().tblFiles.Locate("FILENAME", Variant(old)));
 
-  EXPECT_TRUE(m.wf.Saving.DocumentSave());
-  EXPECT_EQ(m.site.FilesRowCount(), 1);
-  EXPECT_EQ(m.site.Row(m.path)->DOC_ID, kDocId);
-  EXPECT_EQ(m.site.dm().cacheLookup("select FILE_EXT from DOCS where DOC_ID=12").AsString(), ".docx");
-}
-
-TEST(DocumentSave, SameNameInOtherCaseIsNoRename) {
-  Managed m(HostKind::Word, "W");
-  m.site.Exec("update DOCS set FILE_EXT='.DOCX' where DOC_ID=12");
-  const std::string upper = m.site.cache + "PROCEDURE.DOCX";
-  m.site.Exec("update FILES set FILENAME='" + upper + "' where DOC_ID=12");
-  m.site.dm().tblFiles.Refresh();
-  ASSERT_TRUE(m.site.dm().tblFiles.Locate("FILENAME", Variant(upper)));
-  EXPECT_TRUE(m.wf.Saving.DocumentSave());
-  EXPECT_EQ(m.site.dm().cacheLookup("select FILENAME from FILES where DOC_ID=12").AsString(), upper);
-  EXPECT_EQ(m.site.dm().cacheLookup("select FILE_EXT from DOCS where DOC_ID=12").AsString(), ".DOCX");
+    EXPECT_TRUE(m.wf.Saving.DocumentSave());
+    EXPECT_EQ(m.site.FilesRowCount(), 1);
+    EXPECT_EQ(m.site.dm().cacheLookup("select FILENAME from FILES where DOC_ID=12").AsString(),
+              c.rowNameAfter ? m.site.cache + c.rowNameAfter : m.path);
+    EXPECT_EQ(m.site.dm().cacheLookup("select FILE_EXT from DOCS where DOC_ID=12").AsString(), c.extAfter);
+  }
 }
 
 TEST(DocumentSave, ApprovedDocumentOfflinePublishesOfficeFileAndPdfInEveryHost) {
@@ -244,19 +245,22 @@ TEST(DocumentSave, PublishDecisionOnline) {
     const char* isPrivate;
     const char* isPublic;
     bool published;
+    HostKind kind = HostKind::Excel;
   };
   for (const Case& c : std::vector<Case>{{"A", "N", "N", false},
                                          {"A", "Y", "N", true},
                                          {"A", "N", "Y", true},
                                          {"C", "Y", "Y", false},
-                                         {"W", "Y", "Y", false}}) {
-    SCOPED_TRACE(std::string(c.status) + c.isPrivate + c.isPublic);
-    Managed m(HostKind::Excel, c.status);
+                                         {"W", "Y", "Y", false},
+                                         {"A", "Y", "Y", false, HostKind::Publisher}}) {
+    SCOPED_TRACE(std::string(c.status) + c.isPrivate + c.isPublic + std::string(hostsim::HostKindName(c.kind)));
+    Managed m(c.kind, c.status);
     m.site.Exec(std::string("update DOCS set PUBLISH_PRIVATE='") + c.isPrivate + "', PUBLISH_PUBLIC='" + c.isPublic +
                 "' where DOC_ID=12");
     m.site.dm().tblDoc.Refresh();
     m.site.dm().Connection.mIsServerReachable = true;
     EXPECT_TRUE(m.wf.Saving.DocumentSave());
+    EXPECT_TRUE(m.model->saved);
     EXPECT_EQ(m.PublishedTypes().size(), c.published ? 2u : 0u);
   }
 }
@@ -340,13 +344,6 @@ TEST(DocumentSave, WebFormIsSavedWithItsFormRecord) {
   EXPECT_EQ(m.model->revisions, 0);
   EXPECT_TRUE(m.model->saved);
   EXPECT_TRUE(m.PublishedTypes().empty()) << "a web form is published by its own step";
-}
-
-TEST(DocumentSave, PublisherOnlySaves) {
-  Managed m(HostKind::Publisher, "A");
-  EXPECT_TRUE(m.wf.Saving.DocumentSave());
-  EXPECT_TRUE(m.model->saved);
-  EXPECT_TRUE(m.PublishedTypes().empty());
 }
 
 }  // namespace

@@ -307,6 +307,8 @@ TEST(DocumentTracking, FirstSightInEveryHostMarksTheFileAndWritesItsIdentity) {
     site.Announce(FilesRow{.DOC_ID = 12, .FILENAME = path, .READ_ONLY = true, .USER_ID = 3});
     const Variant doc = site.OpenDocument("Cleaning.file", std::nullopt);
     const auto model = site.Model(doc);
+    model->revisions = 3;
+    model->track_revisions = true;
 
     site.Tracking().DocumentChangedEvent(doc);
 
@@ -330,22 +332,10 @@ TEST(DocumentTracking, FirstSightInEveryHostMarksTheFileAndWritesItsIdentity) {
     }
     if (kind == HostKind::Word) {
       EXPECT_TRUE(WordProtected(*model));
+      EXPECT_FALSE(model->track_revisions) << "revisions go before the lock";
+      EXPECT_EQ(model->revisions, 0);
     }
   }
-}
-
-TEST(DocumentTracking, ReadOnlyWordDocumentLosesItsRevisionsBeforeItIsLocked) {
-  FakeSite site(HostKind::Word);
-  site.CacheDocument(CachedDoc{.DOC_ID = 12, .STATUS = "A"}, 3);
-  site.Announce(FilesRow{.DOC_ID = 12, .FILENAME = site.cache + "r.docx", .READ_ONLY = true, .USER_ID = 3});
-  const Variant doc = site.OpenDocument("r.docx", "12");
-  const auto model = site.Model(doc);
-  model->revisions = 3;
-  model->track_revisions = true;
-  site.Tracking().DocumentChangedEvent(doc);
-  EXPECT_FALSE(model->track_revisions);
-  EXPECT_EQ(model->revisions, 0);
-  EXPECT_TRUE(WordProtected(*model));
 }
 
 TEST(DocumentTracking, CheckedOutCopyAsksWhoLogsIn) {
