@@ -7,6 +7,7 @@
 #include <string>
 #include <vector>
 
+#include "data/connection_test_support.h"
 #include "platform/scripted_prompts.h"
 
 namespace quillorn::data {
@@ -18,6 +19,9 @@ using platform::ScriptedPrompts;
 using Cursor = TdlgLogin::TCursor;
 
 TEST(TdlgLogin, OkChecksTheFieldsThenTheLogin) {
+  // The failed lookup is logged: into a folder of the test's own.
+  testing::TracedContext traced;
+  foundation::ContextScope scope(traced.context);
   struct Case {
     const char* name;
     const char* login;
