@@ -296,12 +296,7 @@ void DocumentTracking::AppendRow(const Variant& doc, const std::string& docName,
     // The owner is back: the record and rights are asked for now, so that the
     // pane shows them as the server has them.
     data::OpenDoc(dm, docId, true, true);
-    OpenPermissionsUnlessCached(docId);
-    data::OpenDocFields(dm, false);
-    data::OpenLogo(dm, false);
-    data::OpenTemplates(dm, false);
-    data::OpenWebForm(dm, DocNoOf(dm, docId), false, false);
-    ActivateToolbox(docId);
+    OpenCheckedOutRestAndActivate(docId);
     return;
   }
 
@@ -319,16 +314,23 @@ void DocumentTracking::AppendRow(const Variant& doc, const std::string& docName,
   }
   if (dm.mIsServerReachable()) {
     data::OpenDoc(dm, docId, false, false);
-    OpenPermissionsUnlessCached(docId);
-    data::OpenDocFields(dm, false);
-    data::OpenLogo(dm, false);
-    data::OpenTemplates(dm, false);
-    data::OpenWebForm(dm, DocNoOf(dm, docId), false, false);
-    ActivateToolbox(docId);
+    OpenCheckedOutRestAndActivate(docId);
     return;
   }
   DeactivateToolbox();
   site_.Prompts().MessageDlg(kServerNotReachable, platform::MessageKind::Information, platform::Buttons::OK);
+}
+
+// What a checked-out copy needs beside its record before its pane shows, the
+// same whoever may edit it.
+void DocumentTracking::OpenCheckedOutRestAndActivate(std::int32_t docId) {
+  data::Tdm& dm = site_.dm();
+  OpenPermissionsUnlessCached(docId);
+  data::OpenDocFields(dm, false);
+  data::OpenLogo(dm, false);
+  data::OpenTemplates(dm, false);
+  data::OpenWebForm(dm, DocNoOf(dm, docId), false, false);
+  ActivateToolbox(docId);
 }
 
 void DocumentTracking::OpenPermissionsUnlessCached(std::int32_t docId) {
