@@ -5,17 +5,19 @@
 #   make windows   cross-compile for 64-bit Windows with MinGW-w64
 #   make windows-test  run the Windows checks of that build under Wine
 #   make fuzz      run the decoder's fuzz target (FUZZ_SECONDS, default 60)
+#   make coverage  run every test in a coverage build and print line coverage per library
 
 BUILD        ?= build
 BUILD_BENCH  ?= build-bench
 BUILD_WIN    ?= build-windows
 BUILD_FUZZ   ?= build-fuzz
+BUILD_COV    ?= build-coverage
 BUILD_TYPE   ?= RelWithDebInfo
 JOBS         ?= $(shell nproc)
 FUZZ_SECONDS ?= 60
 CMAKE_GEN    := -G Ninja
 
-.PHONY: all deps test build demo bench windows windows-test fuzz clean format
+.PHONY: all deps test build demo bench windows windows-test fuzz coverage clean format
 
 all: build
 
@@ -57,8 +59,20 @@ fuzz:
 	$(BUILD_FUZZ)/transport/codec_fuzz -max_total_time=$(FUZZ_SECONDS) -max_len=4096 \
 	  $(BUILD_FUZZ)/corpus-work fuzz/corpus/codec
 
+# Counts from an earlier run are removed first, so the figures are this run's alone.
+coverage:
+	@scripts/install-deps.sh linux coverage
+	cmake -S . -B $(BUILD_COV) $(CMAKE_GEN) -DCMAKE_BUILD_TYPE=Debug -DQUILLORN_COVERAGE=ON -DQUILLORN_WERROR=ON
+	cmake --build $(BUILD_COV) -j $(JOBS)
+	find $(BUILD_COV) -name '*.gcda' -delete
+	ctest --test-dir $(BUILD_COV) --output-on-failure -j $(JOBS)
+	gcovr -r . $(BUILD_COV) -j $(JOBS) --exclude-unreachable-branches \
+	  -e '.*_test\.cpp' -e '.*_for_test\.h' -e '.*_test_support\.h' -e 'tests/' -e 'bench/' -e 'fuzz/' \
+	  -e 'build[^/]*/' --json-summary $(BUILD_COV)/coverage.json
+	scripts/coverage-report.py $(BUILD_COV)/coverage.json | tee $(BUILD_COV)/coverage.txt
+
 format:
 	clang-format -i $$(git ls-files '*.cpp' '*.h')
 
 clean:
-	rm -rf $(BUILD) $(BUILD_BENCH) $(BUILD_WIN) $(BUILD_FUZZ)
+	rm -rf $(BUILD) $(BUILD_BENCH) $(BUILD_WIN) $(BUILD_FUZZ) $(BUILD_COV)

@@ -1,6 +1,6 @@
 #!/usr/bin/env bash
 # Installs the Debian packages a build needs, and only when one is missing.
-# Usage: scripts/install-deps.sh [linux|windows|fuzz|wine]...
+# Usage: scripts/install-deps.sh [linux|windows|fuzz|wine|coverage]...
 # Never prompts; safe to run on every build (a few dpkg queries when all is there).
 set -euo pipefail
 
@@ -14,6 +14,7 @@ for target in "${@:-linux}"; do
     windows) want+=(g++-mingw-w64-x86-64-posix libz-mingw-w64-dev cmake ninja-build dpkg-dev) ;;
     fuzz)    want+=(clang libclang-rt-14-dev) ;;
     wine)    want+=(wine64) ;;
+    coverage) want+=(gcovr) ;;
     *) echo "install-deps: unknown target '$target'" >&2; exit 2 ;;
   esac
 done
