@@ -42,7 +42,7 @@ TAddInModule::TAddInModule(AddInHost host)
   } else {
     context_ = host_.Context;
   }
-  if (host_.Type != ohaPublisher) {
+  if (host_.Type != HostType::ohaPublisher) {
     if (host_.Panes == nullptr) {
       ownPanes_ = std::make_unique<InMemoryPaneManager>();
       panes_ = ownPanes_.get();
@@ -64,7 +64,7 @@ TAddInModule::~TAddInModule() {
   dm_.reset();
 }
 
-void TAddInModule::Guarded(const std::function<void()>& handler) {
+void TAddInModule::RunEvent(const std::function<void()>& handler) {
   foundation::ContextScope scope(*context_);
   try {
     handler();
@@ -79,7 +79,7 @@ void TAddInModule::Guarded(const std::function<void()>& handler) {
 
 // ---- Create ---------------------------------------------------------------------
 
-void TAddInModule::AddInModuleCreate() { Guarded([this] { DoCreate(); }); }
+void TAddInModule::AddInModuleCreate() { RunEvent([this] { DoCreate(); }); }
 
 void TAddInModule::DoCreate() {
   const std::string modulePath = host_.ModulePath.empty() ? host_.System->ModulePath() : host_.ModulePath;
@@ -106,13 +106,13 @@ void TAddInModule::DoCreate() {
   std::string publisher = "no";
   data::TdmSettings(context_->AppDir, context_->AppDataDir)
       .loadSetting("Supported Office Apps", "Publisher", publisher, "no");
-  supportedHosts_ = {ohaExcel, ohaWord, ohaPowerPoint};
-  if (foundation::LowerCase(publisher) == "yes") supportedHosts_.push_back(ohaPublisher);
+  supportedHosts_ = {HostType::ohaExcel, HostType::ohaWord, HostType::ohaPowerPoint};
+  if (foundation::LowerCase(publisher) == "yes") supportedHosts_.push_back(HostType::ohaPublisher);
 }
 
 // ---- Initialise -----------------------------------------------------------------
 
-void TAddInModule::AddInModuleAddInInitialize() { Guarded([this] { DoInitialize(); }); }
+void TAddInModule::AddInModuleAddInInitialize() { RunEvent([this] { DoInitialize(); }); }
 
 void TAddInModule::DoInitialize() {
   // Only the exact word counts here, unlike the connection settings' reading of it.
@@ -159,7 +159,7 @@ void TAddInModule::AdaptToHostVersion() {
   if (auto position = InsertGroupPosition(host_.Type, officeVersion_)) {
     surface_.At("InsertTab", {0}).insertBeforeIdMso = *position;
   }
-  if (host_.Type == ohaPowerPoint) appName_ = PowerPointAppName(officeVersion_);
+  if (host_.Type == HostType::ohaPowerPoint) appName_ = PowerPointAppName(officeVersion_);
 
   const bool oldUserInterface = officeVersion_ < 2013;
   if (oldUserInterface) LogTrace("AddInInitialize", "...Switch to Office 2007/2010 UI");
@@ -169,35 +169,35 @@ void TAddInModule::AdaptToHostVersion() {
 
 // ---- Start-up complete ----------------------------------------------------------
 
-void TAddInModule::AddInModuleAddInStartupComplete() { Guarded([this] { DoStartupComplete(); }); }
+void TAddInModule::AddInModuleAddInStartupComplete() { RunEvent([this] { DoStartupComplete(); }); }
 
 void TAddInModule::DoStartupComplete() {
   LogTrace("StartupComplete", "");
   if (dm_) dm_->CommitCache();
   // Word and PowerPoint fire their open events for the document given at start;
   // Excel and Publisher do not, so the active one is picked up a moment later.
-  if (host_.Type == ohaExcel || host_.Type == ohaPublisher) StartupTimer.SetEnabled(true);
+  if (host_.Type == HostType::ohaExcel || host_.Type == HostType::ohaPublisher) StartupTimer.SetEnabled(true);
 }
 
-void TAddInModule::StartupTimerTimer() { Guarded([this] { DoStartupTimer(); }); }
+void TAddInModule::StartupTimerTimer() { RunEvent([this] { DoStartupTimer(); }); }
 
 void TAddInModule::DoStartupTimer() {
   StartupTimer.SetEnabled(false);
   platform::Variant doc;
   const platform::Variant app(host_.Application);
   switch (host_.Type) {
-    case ohaExcel: doc = app.Get("ActiveWorkbook"); break;
+    case HostType::ohaExcel: doc = app.Get("ActiveWorkbook"); break;
     // Start-up never runs the timer in PowerPoint; the branch is kept all the same.
-    case ohaPowerPoint: doc = app.Get("ActivePresentation"); break;
-    case ohaPublisher: doc = app.Get("ActiveDocument"); break;
-    case ohaWord: break;
+    case HostType::ohaPowerPoint: doc = app.Get("ActivePresentation"); break;
+    case HostType::ohaPublisher: doc = app.Get("ActiveDocument"); break;
+    case HostType::ohaWord: break;
   }
   RequireWorkflow().Tracking.DocumentChangedEvent(doc);
 }
 
 // ---- Shutdown -------------------------------------------------------------------
 
-void TAddInModule::AddInModuleAddInBeginShutdown() { Guarded([this] { DoBeginShutdown(); }); }
+void TAddInModule::AddInModuleAddInBeginShutdown() { RunEvent([this] { DoBeginShutdown(); }); }
 
 void TAddInModule::DoBeginShutdown() {
   // Each step leaves its label in ProcName, so that a crash report tells how far
@@ -238,7 +238,7 @@ void TAddInModule::DoBeginShutdown() {
 }
 
 void TAddInModule::AddInModuleAddInFinalize() {
-  Guarded([this] {
+  RunEvent([this] {
     if (finalizedSessionID_ != sessionID_) {
       finalizedSessionID_ = sessionID_;
       LogTrace("AddInFinalize", "");
@@ -246,7 +246,7 @@ void TAddInModule::AddInModuleAddInFinalize() {
   });
 }
 
-void TAddInModule::AddInModuleDestroy() { Guarded([this] { DoDestroy(); }); }
+void TAddInModule::AddInModuleDestroy() { RunEvent([this] { DoDestroy(); }); }
 
 void TAddInModule::DoDestroy() {
   LogTrace("AddInModuleDestroy", "");
@@ -269,7 +269,7 @@ void TAddInModule::AddInModuleKeyDown(std::uint16_t key, bool ctrl, bool shift, 
 }
 
 void TAddInModule::OnServerReachable(bool isReachable) {
-  Guarded([this, isReachable] {
+  RunEvent([this, isReachable] {
     context_->ProcName = "TAddInModule.OnServerReachable";
     if (panes_ == nullptr || panes_->ItemCount() < 1) return;
     panes_->SetCaption(0, isReachable ? kPaneCaptionOnline : kPaneCaptionOffline);

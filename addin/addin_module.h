@@ -112,7 +112,7 @@ class TAddInModule {
 
   // Runs a handler as the framework runs an event: with this instance's context
   // current and any exception routed to AddInModuleError and no further.
-  void Guarded(const std::function<void()>& handler);
+  void RunEvent(const std::function<void()>& handler);
 
   // ---- State other parts of the add-in set while they work on documents.
   bool mInternalClose = false;    // the add-in closes a document itself: before-close passes

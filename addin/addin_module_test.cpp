@@ -44,14 +44,14 @@ TEST(AddInModule, CreateFindsTheFoldersAndTheSupportedHosts) {
   for (const auto& c : cases) {
     Machine m;
     if (*c.ini != '\0') m.WriteAddInIni(c.ini);
-    Process p(m, hostsim::HostKind::Word, 1);
+    Process p(m, platform::HostType::ohaWord, 1);
     p.module->AddInModuleCreate();
     EXPECT_EQ(p.module->AppDir(), m.AppDir());
     EXPECT_EQ(p.module->AppDataDir(), m.AppDataDir());
     EXPECT_EQ(p.module->CacheDir(), m.CacheDir());
     EXPECT_TRUE(fs::is_directory(m.CacheDir()));
-    std::vector<HostType> hosts = {ohaExcel, ohaWord, ohaPowerPoint};
-    if (c.publisher) hosts.push_back(ohaPublisher);
+    std::vector<HostType> hosts = {HostType::ohaExcel, HostType::ohaWord, HostType::ohaPowerPoint};
+    if (c.publisher) hosts.push_back(HostType::ohaPublisher);
     EXPECT_EQ(p.module->SupportedHosts(), hosts) << c.ini;
     ASSERT_EQ(p.module->CrashReportFields().size(), 2u);
     EXPECT_EQ(p.module->CrashReportFields()[0].first, "module");
@@ -62,7 +62,7 @@ TEST(AddInModule, CreateFindsTheFoldersAndTheSupportedHosts) {
 
 TEST(AddInModule, WithoutALocalDataFolderEverythingLivesBesideTheModule) {
   Machine m;
-  Process p(m, hostsim::HostKind::Excel, 1);
+  Process p(m, platform::HostType::ohaExcel, 1);
   p.system.local_app_data.clear();
   p.module->AddInModuleCreate();
   EXPECT_EQ(p.module->AppDataDir(), m.AppDir());
@@ -88,7 +88,7 @@ TEST(AddInModule, TraceSwitchAndCloudMode) {
   for (const auto& c : cases) {
     Machine m;
     if (c.trace != nullptr) m.WriteAddInIni(std::string("[Debug]\nTrace=") + c.trace + "\n");
-    Process p(m, hostsim::HostKind::Word, 77, "16.0", c.clientname);
+    Process p(m, platform::HostType::ohaWord, 77, "16.0", c.clientname);
     p.Load();
     EXPECT_EQ(p.module->TraceEnabled(), c.traceOn) << (c.trace ? c.trace : "(none)");
     EXPECT_EQ(p.context.TraceEnabled, c.traceOn);
@@ -122,7 +122,7 @@ TEST(AddInModule, KeyChordTurnsTracingOnForGood) {
   for (const auto& c : cases) {
     Machine m;
     m.WriteAddInIni("[Debug]\nTrace=TRUE\n");
-    Process p(m, hostsim::HostKind::Word, 1);
+    Process p(m, platform::HostType::ohaWord, 1);
     p.Load();
     ASSERT_FALSE(p.module->TraceEnabled());
     p.module->AddInModuleKeyDown(c.key, c.ctrl, c.shift, c.alt);
@@ -139,7 +139,7 @@ TEST(AddInModule, SessionNumberIsTheTickCountAsASignedNumber) {
   } cases[] = {{0, 0}, {123456, 123456}, {0x7FFFFFFF, 0x7FFFFFFF}, {0x80000000u, INT32_MIN}, {0xFFFFFF9Cu, -100}};
   for (const auto& c : cases) {
     Machine m;
-    Process p(m, hostsim::HostKind::Word, c.tick);
+    Process p(m, platform::HostType::ohaWord, c.tick);
     p.Load();
     EXPECT_EQ(p.module->sessionID(), c.session) << c.tick;
     EXPECT_EQ(p.module->dm()->sessionID, c.session) << "the delta files' traces name it";
@@ -151,17 +151,17 @@ TEST(AddInModule, SessionNumberIsTheTickCountAsASignedNumber) {
 // display name and which names the backstage uses, the same in every host.
 TEST(AddInModule, InitialiseAdaptsToTheHostsVersion) {
   const struct {
-    hostsim::HostKind kind;
+    platform::HostType kind;
     const char* version;
     int year;
     const char* insertBefore;
     const char* appName;
   } cases[] = {
-      {hostsim::HostKind::Word, "12.0", 2007, "GroupInsertPages", ""},
-      {hostsim::HostKind::Excel, "", 2010, "GroupInsertTablesExcel", ""},
-      {hostsim::HostKind::PowerPoint, "14.0", 2010, "GroupInsertTables", "Microsoft PowerPoint"},
-      {hostsim::HostKind::PowerPoint, "15.0", 2013, "GroupSlides2", "Microsoft PowerPoint"},
-      {hostsim::HostKind::PowerPoint, "16.0", 2016, "GroupSlides2", "PowerPoint"},
+      {platform::HostType::ohaWord, "12.0", 2007, "GroupInsertPages", ""},
+      {platform::HostType::ohaExcel, "", 2010, "GroupInsertTablesExcel", ""},
+      {platform::HostType::ohaPowerPoint, "14.0", 2010, "GroupInsertTables", "Microsoft PowerPoint"},
+      {platform::HostType::ohaPowerPoint, "15.0", 2013, "GroupSlides2", "Microsoft PowerPoint"},
+      {platform::HostType::ohaPowerPoint, "16.0", 2016, "GroupSlides2", "PowerPoint"},
   };
   for (const auto& c : cases) {
     Machine m;
@@ -194,14 +194,14 @@ TEST(AddInModule, InitialiseAdaptsToTheHostsVersion) {
 // has never heard of as foreign and keeps a row for it.
 TEST(AddInModule, StartupTimerHandsTheActiveDocumentOnInExcelAndPublisher) {
   const struct {
-    hostsim::HostKind kind;
+    platform::HostType kind;
     const char* file;
     bool timer;
   } cases[] = {
-      {hostsim::HostKind::Excel, "book.xlsx", true},
-      {hostsim::HostKind::Publisher, "leaflet.pub", true},
-      {hostsim::HostKind::Word, "letter.docx", false},
-      {hostsim::HostKind::PowerPoint, "slides.pptx", false},
+      {platform::HostType::ohaExcel, "book.xlsx", true},
+      {platform::HostType::ohaPublisher, "leaflet.pub", true},
+      {platform::HostType::ohaWord, "letter.docx", false},
+      {platform::HostType::ohaPowerPoint, "slides.pptx", false},
   };
   for (const auto& c : cases) {
     Machine m;
@@ -226,7 +226,7 @@ TEST(AddInModule, StartupTimerHandsTheActiveDocumentOnInExcelAndPublisher) {
 TEST(AddInModule, AHandlersFailureGoesToTheErrorHandlerAndNoFurther) {
   Machine m;
   m.WriteAddInIni("[Debug]\nTrace=true\n");
-  Process p(m, hostsim::HostKind::Publisher, 1);
+  Process p(m, platform::HostType::ohaPublisher, 1);
   p.Load();  // no publication open: ActiveDocument raises in the timer
   EXPECT_NO_THROW(m.loop.AdvanceAndRun(1000));
   EXPECT_FALSE(p.module->StartupTimer.Enabled());
@@ -237,7 +237,7 @@ TEST(AddInModule, AHandlersFailureGoesToTheErrorHandlerAndNoFurther) {
   // Excel answers Nothing instead: tracking finds no name and stops, quietly.
   Machine quiet;
   quiet.WriteAddInIni("[Debug]\nTrace=true\n");
-  Process excel(quiet, hostsim::HostKind::Excel, 1);
+  Process excel(quiet, platform::HostType::ohaExcel, 1);
   excel.Load();
   quiet.loop.AdvanceAndRun(1000);
   EXPECT_NE(quiet.Trace().find("doc.FullName failed"), std::string::npos) << quiet.Trace();
@@ -255,7 +255,7 @@ TEST(AddInModule, AHandlersFailureGoesToTheErrorHandlerAndNoFurther) {
 // ---- Reachability and the pane caption -----------------------------------------------
 
 TEST(AddInModule, ReachabilityRenamesTheFirstPane) {
-  for (auto kind : {hostsim::HostKind::Word, hostsim::HostKind::Excel, hostsim::HostKind::PowerPoint}) {
+  for (auto kind : {platform::HostType::ohaWord, platform::HostType::ohaExcel, platform::HostType::ohaPowerPoint}) {
     Machine m;
     Process p(m, kind, 1);
     p.Load();
@@ -311,7 +311,7 @@ std::size_t Count(const std::string& text, const std::string& part) {
 TEST(AddInModule, ShutdownReleasesOnlyThisSessionsRows) {
   Machine m;
   m.WriteAddInIni("[Debug]\nTrace=true\n");
-  Process p(m, hostsim::HostKind::Word, 0xFFFFFF9Cu);  // session -100
+  Process p(m, platform::HostType::ohaWord, 0xFFFFFF9Cu);  // session -100
   p.Load();
   ASSERT_EQ(p.module->sessionID(), -100);
   p.module->ShowQuillornPane(1);
@@ -357,7 +357,7 @@ TEST(AddInModule, ShutdownReleasesOnlyThisSessionsRows) {
 TEST(AddInModule, ASessionWithoutManagedDocumentsOnlyDropsItsLooseRows) {
   Machine m;
   m.WriteAddInIni("[Debug]\nTrace=true\n");
-  Process p(m, hostsim::HostKind::Excel, 42);
+  Process p(m, platform::HostType::ohaExcel, 42);
   p.Load();
   p.module->ShowQuillornPane(1);
 
@@ -384,7 +384,7 @@ TEST(AddInModule, ASessionWithoutManagedDocumentsOnlyDropsItsLooseRows) {
 TEST(AddInModule, ShutdownAfterFinalizeOnlyTracesItsFirstLine) {
   Machine m;
   m.WriteAddInIni("[Debug]\nTrace=true\n");
-  Process p(m, hostsim::HostKind::Word, 900);
+  Process p(m, platform::HostType::ohaWord, 900);
   p.Load();
   Launcher launcher(m.CacheDir());
   launcher.Row(1, 900, true, "null", false, true, true);
@@ -421,8 +421,8 @@ TEST(AddInModule, ShutdownAfterFinalizeOnlyTracesItsFirstLine) {
 // table, each its own session, trace switch and pane.
 TEST(AddInModule, WordAndExcelSideBySideOverOneCache) {
   Machine m;
-  Process word(m, hostsim::HostKind::Word, 1000, "16.0");
-  Process excel(m, hostsim::HostKind::Excel, 2000, "14.0");
+  Process word(m, platform::HostType::ohaWord, 1000, "16.0");
+  Process excel(m, platform::HostType::ohaExcel, 2000, "14.0");
   excel.host->Open(m.home.Dir() + "book.xlsx");
   word.Load();
   excel.Load();
@@ -466,7 +466,7 @@ TEST(AddInModule, WordAndExcelSideBySideOverOneCache) {
 // pane; what the pane cannot refresh yet is kept in the module's list.
 TEST(AddInModule, FetchedRowsRefreshTheMenuAndTheRibbon) {
   Machine m;
-  Process p(m, hostsim::HostKind::Word, 77);
+  Process p(m, platform::HostType::ohaWord, 77);
   p.Load();
   data::Tdm& dm = *p.module->dm();
   ASSERT_NE(dm.AddIn, nullptr);

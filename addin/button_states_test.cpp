@@ -343,7 +343,7 @@ TEST(TableButtonStateSource, ReadsTheCurrentRowsAndLocatesTheRights) {
 // tables are open, the document in front once tracking has placed them.
 TEST(SetQuillornRibbonButtonStates, TheModulesCallReadsItsDataModule) {
   testing::Machine m;
-  testing::Process p(m, hostsim::HostKind::Word, 1);
+  testing::Process p(m, platform::HostType::ohaWord, 1);
   TAddInModule& module = *p.module;
   foundation::LogContext& context = p.context;
   CommandSurface& s = module.Surface();

@@ -11,7 +11,7 @@
 namespace quillorn::addin {
 
 void ModuleDataCallbacks::RefreshDocFields() {
-  module_.Guarded([this] {
+  module_.RunEvent([this] {
     data::Tdm* dm = module_.dm();
     workflow::Workflow* routines = module_.GetWorkflow();
     if (dm == nullptr || routines == nullptr) return;
@@ -23,19 +23,19 @@ void ModuleDataCallbacks::RefreshDocFields() {
 }
 
 void ModuleDataCallbacks::PopulateCustomFields() {
-  module_.Guarded([this] {
+  module_.RunEvent([this] {
     if (data::Tdm* dm = module_.dm()) addin::PopulateCustomFields(module_.Surface(), dm->tblDocFields);
   });
 }
 
 void ModuleDataCallbacks::RefreshTemplateQuery() {
-  module_.Guarded([this] {
+  module_.RunEvent([this] {
     if (workflow::Workflow* routines = module_.GetWorkflow()) routines->Tracking.RefreshTemplateQuery();
   });
 }
 
 void ModuleDataCallbacks::SetQuillornRibbonButtonStates() {
-  module_.Guarded([this] { addin::SetQuillornRibbonButtonStates(module_); });
+  module_.RunEvent([this] { addin::SetQuillornRibbonButtonStates(module_); });
 }
 
 }  // namespace quillorn::addin

@@ -7,9 +7,11 @@
 #include <string>
 
 #include "addin/addin_module.h"
+#include "automation/protection.h"
 #include "data/table.h"
 #include "data/tdm.h"
 #include "foundation/log.h"
+#include "platform/office_constants.h"
 #include "workflow/document_save.h"
 #include "workflow/workflow.h"
 
@@ -24,8 +26,6 @@ constexpr char kPowerPointSaveDisabled[] = "\"Save\" and \"Save As\" is disabled
 
 // Word's wdProtectionType for an unprotected document, and the type the add-in
 // protects with (wdAllowOnlyFormFields).
-constexpr int kWdNoProtection = -1;
-constexpr int kWdAllowOnlyFormFields = 2;
 
 bool FilesOpen(data::Tdm* dm) { return dm != nullptr && dm->tblFiles.Active(); }
 
@@ -43,12 +43,12 @@ bool IsManaged(data::Tdm* dm) {
 // the document had.
 void TouchForSave(const Variant& doc) {
   try {
-    const bool wasProtected = doc.Get("ProtectionType").AsInt() != kWdNoProtection;
-    if (wasProtected) doc.Call("Unprotect", {workflow::kProtectionPassword});
+    const bool wasProtected = doc.Get("ProtectionType").AsInt() != platform::kWdNoProtection;
+    if (wasProtected) doc.Call("Unprotect", {automation::kProtectionPassword});
     doc.Get("Content").Call("InsertAfter", {" "});
     const std::int32_t end = doc.Get("Content").Get("End").AsInt();
     doc.Call("Range", {end - 2, end}).Call("Delete", {1, 1});
-    if (wasProtected) doc.Call("Protect", {kWdAllowOnlyFormFields, true, workflow::kProtectionPassword});
+    if (wasProtected) doc.Call("Protect", {platform::kWdAllowOnlyFormFields, true, automation::kProtectionPassword});
   } catch (const std::exception&) {
     // A document that refuses is saved as it stands.
   }
@@ -59,14 +59,14 @@ void TouchForSave(const Variant& doc) {
 // ---- Word -----------------------------------------------------------------------
 
 void TAddInModule::WordAppEventsDocumentOpen(const Variant& doc) {
-  Guarded([&] {
+  RunEvent([&] {
     LogTrace("Word", "OnDocumentOpen");
     RequireWorkflow().Tracking.DocumentChangedEvent(doc);
   });
 }
 
 void TAddInModule::WordAppEventsDocumentChange() {
-  Guarded([&] {
+  RunEvent([&] {
     LogTrace("Word", "OnDocumentChange session: " + std::to_string(sessionID_));
     const Variant app(host_.Application);
     if (app.Get("Documents").Get("Count").AsInt() > 0) {
@@ -76,7 +76,7 @@ void TAddInModule::WordAppEventsDocumentChange() {
 }
 
 void TAddInModule::WordAppEventsDocumentBeforeSave(const Variant& doc, bool& SaveAsUI, bool& Cancel) {
-  Guarded([&] {
+  RunEvent([&] {
     LogTrace("Word", SaveAsUI ? "OnDocumentBeforeSave: SaveAsUI=true" : "OnDocumentBeforeSave: SaveAsUI=false");
     // Every document, managed or not, whatever the flags.
     TouchForSave(doc);
@@ -94,7 +94,7 @@ void TAddInModule::WordAppEventsDocumentBeforeSave(const Variant& doc, bool& Sav
 }
 
 void TAddInModule::WordAppEventsDocumentBeforeClose(const Variant& /*doc*/, bool& Cancel) {
-  Guarded([&] {
+  RunEvent([&] {
     if (mInternalClose) return;
     data::Tdm* tdm = dm_.get();
     if (FilesOpen(tdm) && !Flag(*tdm, "OLE_IGNORE")) Cancel = RequireWorkflow().Closing.DocumentCloseEvent();
@@ -103,17 +103,17 @@ void TAddInModule::WordAppEventsDocumentBeforeClose(const Variant& /*doc*/, bool
 }
 
 void TAddInModule::WordAppEventsDocumentBeforePrint(const Variant& /*doc*/, bool& /*Cancel*/) {
-  Guarded([&] { RecordNotBuilt("WordAppEventsDocumentBeforePrint"); });
+  RunEvent([&] { RecordNotBuilt("WordAppEventsDocumentBeforePrint"); });
 }
 
 void TAddInModule::WordAppEventsWindowActivate(const Variant& /*doc*/, const Variant& /*wn*/) {
-  Guarded([&] {
+  RunEvent([&] {
     if (isCloudPlatform_) UploadCheckTimer.SetEnabled(true);
   });
 }
 
 void TAddInModule::WordAppEventsWindowDeactivate(const Variant& /*doc*/, const Variant& /*wn*/) {
-  Guarded([&] {
+  RunEvent([&] {
     if (isCloudPlatform_) UploadCheckTimer.SetEnabled(false);
   });
 }
@@ -121,21 +121,21 @@ void TAddInModule::WordAppEventsWindowDeactivate(const Variant& /*doc*/, const V
 // ---- Excel ----------------------------------------------------------------------
 
 void TAddInModule::ExcelAppEventsWorkbookOpen(const Variant& wb) {
-  Guarded([&] {
+  RunEvent([&] {
     LogTrace("Excel", "OnWorkbookOpen");
     RequireWorkflow().Tracking.DocumentChangedEvent(wb);
   });
 }
 
 void TAddInModule::ExcelAppEventsWorkbookActivate(const Variant& wb) {
-  Guarded([&] {
+  RunEvent([&] {
     LogTrace("Excel", "OnWindowActivate");
     RequireWorkflow().Tracking.DocumentChangedEvent(wb);
   });
 }
 
 void TAddInModule::ExcelAppEventsWorkbookBeforeSave(const Variant& /*wb*/, bool SaveAsUI, bool& Cancel) {
-  Guarded([&] {
+  RunEvent([&] {
     LogTrace("Excel", SaveAsUI ? "OnWorkbookBeforeSave SaveAsUI=true" : "OnWorkbookBeforeSave SaveAsUI=false");
     data::Tdm* tdm = dm_.get();
     // Below 2013 Excel's backstage itself keeps Save As away.
@@ -150,23 +150,23 @@ void TAddInModule::ExcelAppEventsWorkbookBeforeSave(const Variant& /*wb*/, bool 
 
 void TAddInModule::ExcelAppEventsWorkbookBeforeClose(const Variant& /*wb*/, bool& Cancel) {
   // No look at the table and no toolbox switch here, unlike Word.
-  Guarded([&] {
+  RunEvent([&] {
     if (!mInternalClose) Cancel = RequireWorkflow().Closing.DocumentCloseEvent();
   });
 }
 
 void TAddInModule::ExcelAppEventsWorkbookBeforePrint(const Variant& /*wb*/, bool& /*Cancel*/) {
-  Guarded([&] { RecordNotBuilt("ExcelAppEventsWorkbookBeforePrint"); });
+  RunEvent([&] { RecordNotBuilt("ExcelAppEventsWorkbookBeforePrint"); });
 }
 
 void TAddInModule::ExcelAppEventsWindowActivate(const Variant& /*wb*/, const Variant& /*wn*/) {
-  Guarded([&] {
+  RunEvent([&] {
     if (isCloudPlatform_) UploadCheckTimer.SetEnabled(true);
   });
 }
 
 void TAddInModule::ExcelAppEventsWindowDeactivate(const Variant& /*wb*/, const Variant& /*wn*/) {
-  Guarded([&] {
+  RunEvent([&] {
     if (isCloudPlatform_) UploadCheckTimer.SetEnabled(false);
   });
 }
@@ -174,14 +174,14 @@ void TAddInModule::ExcelAppEventsWindowDeactivate(const Variant& /*wb*/, const V
 // ---- PowerPoint -----------------------------------------------------------------
 
 void TAddInModule::PowerPointAppEventsPresentationOpen(const Variant& pres) {
-  Guarded([&] {
+  RunEvent([&] {
     LogTrace("PowerPoint", "OnPresentationOpen");
     RequireWorkflow().Tracking.DocumentChangedEvent(pres);
   });
 }
 
 void TAddInModule::PowerPointAppEventsWindowActivate(const Variant& pres, const Variant& /*wn*/) {
-  Guarded([&] {
+  RunEvent([&] {
     LogTrace("PowerPoint", "OnWindowActivate");
     if (isCloudPlatform_) UploadCheckTimer.SetEnabled(true);
     RequireWorkflow().Tracking.DocumentChangedEvent(pres);
@@ -189,13 +189,13 @@ void TAddInModule::PowerPointAppEventsWindowActivate(const Variant& pres, const 
 }
 
 void TAddInModule::PowerPointAppEventsWindowDeactivate(const Variant& /*pres*/, const Variant& /*wn*/) {
-  Guarded([&] {
+  RunEvent([&] {
     if (isCloudPlatform_) UploadCheckTimer.SetEnabled(false);
   });
 }
 
 void TAddInModule::PowerPointAppEventsPresentationBeforeSave(const Variant& /*pres*/, bool& Cancel) {
-  Guarded([&] {
+  RunEvent([&] {
     LogTrace("PowerPoint", "OnPresentationBeforeSave");
     data::Tdm* tdm = dm_.get();
     if (mInternalSave || !FilesOpen(tdm) || officeVersion_ < 2010) return;
@@ -211,7 +211,7 @@ void TAddInModule::PowerPointAppEventsPresentationBeforeSave(const Variant& /*pr
 }
 
 void TAddInModule::PowerPointAppEventsPresentationBeforeClose(const Variant& pres, bool& Cancel) {
-  Guarded([&] {
+  RunEvent([&] {
     LogTrace("PowerPoint", "OnPresentationBeforeClose");
     if (mInternalClose) return;
     if (officeVersion_ < 2010) {
@@ -229,7 +229,7 @@ void TAddInModule::PowerPointAppEventsPresentationBeforeClose(const Variant& pre
 }
 
 void TAddInModule::PowerPointAppEventsPresentationClose(const Variant& /*pres*/) {
-  Guarded([&] {
+  RunEvent([&] {
     LogTrace("PowerPoint", "OnPresentationClose");
     // PowerPoint 2007's before-close does not come for every close; the close
     // itself can no longer be cancelled, so the answer is not used.
@@ -238,7 +238,7 @@ void TAddInModule::PowerPointAppEventsPresentationClose(const Variant& /*pres*/)
 }
 
 void TAddInModule::PowerPointAppEventsPresentationPrint(const Variant& /*pres*/) {
-  Guarded([&] { RecordNotBuilt("PowerPointAppEventsPresentationPrint"); });
+  RunEvent([&] { RecordNotBuilt("PowerPointAppEventsPresentationPrint"); });
 }
 
 void TAddInModule::PowerPointAppEventsSlideSelectionChanged(const Variant& /*sldRange*/) {}
@@ -246,37 +246,37 @@ void TAddInModule::PowerPointAppEventsSlideSelectionChanged(const Variant& /*sld
 // ---- Publisher ------------------------------------------------------------------
 
 void TAddInModule::PublisherAppEventsDocumentOpen(const Variant& doc) {
-  Guarded([&] {
+  RunEvent([&] {
     LogTrace("Publisher", "OnDocumentOpen");
     RequireWorkflow().Tracking.DocumentChangedEvent(doc);
   });
 }
 
 void TAddInModule::PublisherAppEventsWindowActivate(const Variant& /*wn*/) {
-  Guarded([&] {
+  RunEvent([&] {
     LogTrace("Publisher", "OnWindowActivate");
     RequireWorkflow().Tracking.DocumentChangedEvent(Variant(host_.Application).Get("ActiveDocument"));
   });
 }
 
 void TAddInModule::PublisherAppEventsDocumentBeforeClose(const Variant& /*doc*/, bool& Cancel) {
-  Guarded([&] {
+  RunEvent([&] {
     if (!mInternalClose) Cancel = RequireWorkflow().Closing.DocumentCloseEvent();
   });
 }
 
 void TAddInModule::PublisherAppEventsNewDocument(const Variant& /*doc*/) {
-  Guarded([&] { LogTrace("Publisher", "OnNewDocument"); });
+  RunEvent([&] { LogTrace("Publisher", "OnNewDocument"); });
 }
 
 void TAddInModule::PublisherAppEventsBeforePrint(const Variant& /*doc*/, bool& /*Cancel*/) {
-  Guarded([&] { LogTrace("Publisher", "OnBeforePrint"); });
+  RunEvent([&] { LogTrace("Publisher", "OnBeforePrint"); });
 }
 
 // ---- Intercepted commands -------------------------------------------------------
 
 void TAddInModule::FileSaveCommandAction(bool& Cancel) {
-  Guarded([&] {
+  RunEvent([&] {
     if (IsManaged(dm_.get())) Cancel = RequireWorkflow().Saving.DocumentSave();
   });
 }
@@ -284,7 +284,7 @@ void TAddInModule::FileSaveCommandAction(bool& Cancel) {
 void TAddInModule::FileSaveControlActionEx(bool& Cancel) { FileSaveCommandAction(Cancel); }
 
 void TAddInModule::FileSaveShortcutAction() {
-  Guarded([&] {
+  RunEvent([&] {
     data::Tdm* tdm = dm_.get();
     // Only IGNORE and READ_ONLY are asked, not OLE_IGNORE. A table that is not
     // open yet or has no row describes no document of ours: the host saves.
@@ -298,16 +298,16 @@ void TAddInModule::FileSaveShortcutAction() {
     // foreign or read-only document.
     const Variant app(host_.Application);
     switch (host_.Type) {
-      case ohaWord:
-      case ohaPublisher: app.Get("ActiveDocument").Call("Save"); break;
-      case ohaExcel: app.Get("ActiveWorkbook").Call("Save"); break;
-      case ohaPowerPoint: app.Get("ActivePresentation").Call("Save"); break;
+      case HostType::ohaWord:
+      case HostType::ohaPublisher: app.Get("ActiveDocument").Call("Save"); break;
+      case HostType::ohaExcel: app.Get("ActiveWorkbook").Call("Save"); break;
+      case HostType::ohaPowerPoint: app.Get("ActivePresentation").Call("Save"); break;
     }
   });
 }
 
 void TAddInModule::FileSaveAsCommandAction(bool& Cancel) {
-  Guarded([&] {
+  RunEvent([&] {
     if (!IsManaged(dm_.get())) return;
     Cancel = true;
     RecordNotBuilt("DocumentSaveAs");
@@ -315,9 +315,9 @@ void TAddInModule::FileSaveAsCommandAction(bool& Cancel) {
 }
 
 void TAddInModule::SaveAsCommandActionEx(bool& Cancel) {
-  Guarded([&] {
+  RunEvent([&] {
     // Publisher's command bar; its Save As counts only with a window in front.
-    if (host_.Type != ohaPublisher) return;
+    if (host_.Type != HostType::ohaPublisher) return;
     if (!Variant(host_.Application).Get("ActiveWindow").Get("Visible").AsBool()) return;
     if (!IsManaged(dm_.get())) return;
     RecordNotBuilt("DocumentSaveAs");
@@ -333,9 +333,9 @@ void TAddInModule::BindIntercepts() {
   surface_.Bind("SaveAsCommandActionEx", [this](Control&, bool& cancel) { SaveAsCommandActionEx(cancel); });
   // Mail commands are only watched: the host's own command runs.
   surface_.Bind("SendEmailAction", [](Control&, bool&) {});
-  surface_.Bind("PrintCommandAction", [this](Control&, bool&) { Guarded([this] { RecordNotBuilt("PrintCommandAction"); }); });
+  surface_.Bind("PrintCommandAction", [this](Control&, bool&) { RunEvent([this] { RecordNotBuilt("PrintCommandAction"); }); });
   surface_.Bind("InsertCommandAction",
-                [this](Control&, bool&) { Guarded([this] { RecordNotBuilt("InsertCommandAction"); }); });
+                [this](Control&, bool&) { RunEvent([this] { RecordNotBuilt("InsertCommandAction"); }); });
 }
 
 }  // namespace quillorn::addin

@@ -20,7 +20,7 @@ using platform::ModalResult;
 using platform::Variant;
 using testing::Machine;
 using testing::Process;
-using Kind = hostsim::HostKind;
+using Kind = platform::HostType;
 using Doc = std::shared_ptr<hostsim::DocumentModel>;
 
 constexpr char kSaveAsRefused[] = "\"Save As\" is disabled for Quillorn documents!";
@@ -89,28 +89,28 @@ TEST(EventRouting, EachHostTracksOnItsOwnEvents) {
     Call call;
     bool tracks;
   } cases[] = {
-      {Kind::Word, "DocumentOpen", [](TAddInModule& m, const Variant& d) { m.WordAppEventsDocumentOpen(d); }, true},
-      {Kind::Word, "DocumentChange", [](TAddInModule& m, const Variant&) { m.WordAppEventsDocumentChange(); }, true},
-      {Kind::Word, "WindowActivate", [&](TAddInModule& m, const Variant& d) { m.WordAppEventsWindowActivate(d, none); },
+      {Kind::ohaWord, "DocumentOpen", [](TAddInModule& m, const Variant& d) { m.WordAppEventsDocumentOpen(d); }, true},
+      {Kind::ohaWord, "DocumentChange", [](TAddInModule& m, const Variant&) { m.WordAppEventsDocumentChange(); }, true},
+      {Kind::ohaWord, "WindowActivate", [&](TAddInModule& m, const Variant& d) { m.WordAppEventsWindowActivate(d, none); },
        false},
-      {Kind::Excel, "WorkbookOpen", [](TAddInModule& m, const Variant& d) { m.ExcelAppEventsWorkbookOpen(d); }, true},
-      {Kind::Excel, "WorkbookActivate", [](TAddInModule& m, const Variant& d) { m.ExcelAppEventsWorkbookActivate(d); },
+      {Kind::ohaExcel, "WorkbookOpen", [](TAddInModule& m, const Variant& d) { m.ExcelAppEventsWorkbookOpen(d); }, true},
+      {Kind::ohaExcel, "WorkbookActivate", [](TAddInModule& m, const Variant& d) { m.ExcelAppEventsWorkbookActivate(d); },
        true},
-      {Kind::Excel, "WindowActivate", [&](TAddInModule& m, const Variant& d) { m.ExcelAppEventsWindowActivate(d, none); },
+      {Kind::ohaExcel, "WindowActivate", [&](TAddInModule& m, const Variant& d) { m.ExcelAppEventsWindowActivate(d, none); },
        false},
-      {Kind::PowerPoint, "PresentationOpen",
+      {Kind::ohaPowerPoint, "PresentationOpen",
        [](TAddInModule& m, const Variant& d) { m.PowerPointAppEventsPresentationOpen(d); }, true},
-      {Kind::PowerPoint, "WindowActivate",
+      {Kind::ohaPowerPoint, "WindowActivate",
        [&](TAddInModule& m, const Variant& d) { m.PowerPointAppEventsWindowActivate(d, none); }, true},
-      {Kind::PowerPoint, "WindowDeactivate",
+      {Kind::ohaPowerPoint, "WindowDeactivate",
        [&](TAddInModule& m, const Variant& d) { m.PowerPointAppEventsWindowDeactivate(d, none); }, false},
-      {Kind::PowerPoint, "SlideSelectionChanged",
+      {Kind::ohaPowerPoint, "SlideSelectionChanged",
        [](TAddInModule& m, const Variant& d) { m.PowerPointAppEventsSlideSelectionChanged(d); }, false},
-      {Kind::Publisher, "DocumentOpen", [](TAddInModule& m, const Variant& d) { m.PublisherAppEventsDocumentOpen(d); },
+      {Kind::ohaPublisher, "DocumentOpen", [](TAddInModule& m, const Variant& d) { m.PublisherAppEventsDocumentOpen(d); },
        true},
-      {Kind::Publisher, "WindowActivate",
+      {Kind::ohaPublisher, "WindowActivate",
        [&](TAddInModule& m, const Variant&) { m.PublisherAppEventsWindowActivate(none); }, true},
-      {Kind::Publisher, "NewDocument", [](TAddInModule& m, const Variant& d) { m.PublisherAppEventsNewDocument(d); },
+      {Kind::ohaPublisher, "NewDocument", [](TAddInModule& m, const Variant& d) { m.PublisherAppEventsNewDocument(d); },
        false},
   };
   for (const auto& c : cases) {
@@ -135,21 +135,21 @@ TEST(EventRouting, SaveAsRefusalFollowsHostAndVersion) {
     Setup setup;
     const char* refusal;  // null: the host saves
   } cases[] = {
-      {Kind::Word, "12.0", true, {}, Setup::Managed, nullptr},
-      {Kind::Word, "14.0", true, {}, Setup::Managed, kSaveAsRefused},
-      {Kind::Word, "16.0", false, {}, Setup::Managed, nullptr},
-      {Kind::Word, "16.0", true, {}, Setup::Foreign, nullptr},
-      {Kind::Word, "16.0", true, {}, Setup::InternalSave, nullptr},
-      {Kind::Word, "16.0", true, {}, Setup::IgnoredMeanwhile, nullptr},
-      {Kind::Word, "16.0", true, {.oleIgnore = true}, Setup::Managed, nullptr},
-      {Kind::Excel, "14.0", true, {}, Setup::Managed, nullptr},
-      {Kind::Excel, "15.0", true, {}, Setup::Managed, kSaveAsRefused},
-      {Kind::Excel, "16.0", false, {}, Setup::Managed, nullptr},
-      {Kind::Excel, "16.0", true, {}, Setup::IgnoredMeanwhile, nullptr},
-      {Kind::PowerPoint, "12.0", false, {}, Setup::Managed, nullptr},
-      {Kind::PowerPoint, "14.0", false, {}, Setup::Managed, kPowerPointSaveRefused},
-      {Kind::PowerPoint, "16.0", false, {.readOnly = true}, Setup::Managed, nullptr},
-      {Kind::PowerPoint, "16.0", false, {}, Setup::InternalSave, nullptr},
+      {Kind::ohaWord, "12.0", true, {}, Setup::Managed, nullptr},
+      {Kind::ohaWord, "14.0", true, {}, Setup::Managed, kSaveAsRefused},
+      {Kind::ohaWord, "16.0", false, {}, Setup::Managed, nullptr},
+      {Kind::ohaWord, "16.0", true, {}, Setup::Foreign, nullptr},
+      {Kind::ohaWord, "16.0", true, {}, Setup::InternalSave, nullptr},
+      {Kind::ohaWord, "16.0", true, {}, Setup::IgnoredMeanwhile, nullptr},
+      {Kind::ohaWord, "16.0", true, {.oleIgnore = true}, Setup::Managed, nullptr},
+      {Kind::ohaExcel, "14.0", true, {}, Setup::Managed, nullptr},
+      {Kind::ohaExcel, "15.0", true, {}, Setup::Managed, kSaveAsRefused},
+      {Kind::ohaExcel, "16.0", false, {}, Setup::Managed, nullptr},
+      {Kind::ohaExcel, "16.0", true, {}, Setup::IgnoredMeanwhile, nullptr},
+      {Kind::ohaPowerPoint, "12.0", false, {}, Setup::Managed, nullptr},
+      {Kind::ohaPowerPoint, "14.0", false, {}, Setup::Managed, kPowerPointSaveRefused},
+      {Kind::ohaPowerPoint, "16.0", false, {.readOnly = true}, Setup::Managed, nullptr},
+      {Kind::ohaPowerPoint, "16.0", false, {}, Setup::InternalSave, nullptr},
   };
   for (const auto& c : cases) {
     Instance in(c.kind, c.version);
@@ -164,10 +164,10 @@ TEST(EventRouting, SaveAsRefusalFollowsHostAndVersion) {
     bool cancel = false;
     bool saveAsUI = c.saveAsUI;
     switch (c.kind) {
-      case Kind::Word: in.Module().WordAppEventsDocumentBeforeSave(in.Wrap(doc), saveAsUI, cancel); break;
-      case Kind::Excel: in.Module().ExcelAppEventsWorkbookBeforeSave(in.Wrap(doc), saveAsUI, cancel); break;
-      case Kind::PowerPoint: in.Module().PowerPointAppEventsPresentationBeforeSave(in.Wrap(doc), cancel); break;
-      case Kind::Publisher: break;
+      case Kind::ohaWord: in.Module().WordAppEventsDocumentBeforeSave(in.Wrap(doc), saveAsUI, cancel); break;
+      case Kind::ohaExcel: in.Module().ExcelAppEventsWorkbookBeforeSave(in.Wrap(doc), saveAsUI, cancel); break;
+      case Kind::ohaPowerPoint: in.Module().PowerPointAppEventsPresentationBeforeSave(in.Wrap(doc), cancel); break;
+      case Kind::ohaPublisher: break;
     }
     const std::string label = std::to_string(static_cast<int>(c.kind)) + " " + c.version;
     EXPECT_EQ(cancel, c.refusal != nullptr) << label;
@@ -197,7 +197,7 @@ TEST(EventRouting, WordBeforeSaveTouchesEveryDocumentWithoutChangingIt) {
       {"protected by someone else", false, "other", false, false},
   };
   for (const auto& c : cases) {
-    Instance in(Kind::Word);
+    Instance in(Kind::ohaWord);
     const Doc doc = c.managed ? in.OpenManaged("file.docx") : in.p->host->Open(in.Path("file.docx"));
     in.Wrap(doc).Get("Content").Put("Text", Variant("Body text"));
     if (c.password != nullptr) in.Wrap(doc).Call("Protect", {2, true, c.password});
@@ -228,19 +228,19 @@ TEST(EventRouting, BeforeCloseAsksOnceAndOnlyWordSwitchesTheToolboxOff) {
     bool cancel;
     bool toolboxOff;
   } cases[] = {
-      {Kind::Word, "16.0", {}, false, ModalResult::mrCancel, true, false},
-      {Kind::Word, "16.0", {}, false, ModalResult::mrNo, false, true},
-      {Kind::Word, "16.0", {.oleIgnore = true}, false, ModalResult::mrNone, false, true},
-      {Kind::Word, "16.0", {}, true, ModalResult::mrNone, false, false},
-      {Kind::Excel, "16.0", {}, false, ModalResult::mrNo, false, false},
-      {Kind::Excel, "16.0", {}, false, ModalResult::mrCancel, true, false},
-      {Kind::Excel, "16.0", {}, true, ModalResult::mrNone, false, false},
-      {Kind::PowerPoint, "16.0", {}, false, ModalResult::mrNo, false, false},
-      {Kind::PowerPoint, "16.0", {.readOnly = true}, false, ModalResult::mrNone, false, false},
-      {Kind::PowerPoint, "12.0", {}, false, ModalResult::mrCancel, true, false},
-      {Kind::PowerPoint, "16.0", {}, true, ModalResult::mrNone, false, false},
-      {Kind::Publisher, "16.0", {}, false, ModalResult::mrCancel, true, false},
-      {Kind::Publisher, "16.0", {}, true, ModalResult::mrNone, false, false},
+      {Kind::ohaWord, "16.0", {}, false, ModalResult::mrCancel, true, false},
+      {Kind::ohaWord, "16.0", {}, false, ModalResult::mrNo, false, true},
+      {Kind::ohaWord, "16.0", {.oleIgnore = true}, false, ModalResult::mrNone, false, true},
+      {Kind::ohaWord, "16.0", {}, true, ModalResult::mrNone, false, false},
+      {Kind::ohaExcel, "16.0", {}, false, ModalResult::mrNo, false, false},
+      {Kind::ohaExcel, "16.0", {}, false, ModalResult::mrCancel, true, false},
+      {Kind::ohaExcel, "16.0", {}, true, ModalResult::mrNone, false, false},
+      {Kind::ohaPowerPoint, "16.0", {}, false, ModalResult::mrNo, false, false},
+      {Kind::ohaPowerPoint, "16.0", {.readOnly = true}, false, ModalResult::mrNone, false, false},
+      {Kind::ohaPowerPoint, "12.0", {}, false, ModalResult::mrCancel, true, false},
+      {Kind::ohaPowerPoint, "16.0", {}, true, ModalResult::mrNone, false, false},
+      {Kind::ohaPublisher, "16.0", {}, false, ModalResult::mrCancel, true, false},
+      {Kind::ohaPublisher, "16.0", {}, true, ModalResult::mrNone, false, false},
   };
   for (const auto& c : cases) {
     Instance in(c.kind, c.version);
@@ -255,10 +255,10 @@ TEST(EventRouting, BeforeCloseAsksOnceAndOnlyWordSwitchesTheToolboxOff) {
 
     bool cancel = false;
     switch (c.kind) {
-      case Kind::Word: in.Module().WordAppEventsDocumentBeforeClose(in.Wrap(doc), cancel); break;
-      case Kind::Excel: in.Module().ExcelAppEventsWorkbookBeforeClose(in.Wrap(doc), cancel); break;
-      case Kind::PowerPoint: in.Module().PowerPointAppEventsPresentationBeforeClose(in.Wrap(doc), cancel); break;
-      case Kind::Publisher: in.Module().PublisherAppEventsDocumentBeforeClose(in.Wrap(doc), cancel); break;
+      case Kind::ohaWord: in.Module().WordAppEventsDocumentBeforeClose(in.Wrap(doc), cancel); break;
+      case Kind::ohaExcel: in.Module().ExcelAppEventsWorkbookBeforeClose(in.Wrap(doc), cancel); break;
+      case Kind::ohaPowerPoint: in.Module().PowerPointAppEventsPresentationBeforeClose(in.Wrap(doc), cancel); break;
+      case Kind::ohaPublisher: in.Module().PublisherAppEventsDocumentBeforeClose(in.Wrap(doc), cancel); break;
     }
     const std::string label = std::to_string(static_cast<int>(c.kind)) + " " + c.version;
     EXPECT_EQ(in.Shown().size(), c.answer != ModalResult::mrNone ? 1u : 0u) << label;
@@ -274,7 +274,7 @@ TEST(EventRouting, BeforeCloseAsksOnceAndOnlyWordSwitchesTheToolboxOff) {
 // Closing Excel's last managed workbook: one question, then the add-in closes it
 // itself and the before-close that this raises passes without a second one.
 TEST(EventRouting, ACloseDuringExitDocumentDoesNotPrompt) {
-  Instance in(Kind::Excel);
+  Instance in(Kind::ohaExcel);
   const Doc doc = in.OpenManaged("book.xlsx");
   doc->MarkChanged();
   in.p->prompts.Answer({ModalResult::mrNo, "Do you want to save the changes to \"Procedure book.xlsx\"?",
@@ -296,13 +296,13 @@ TEST(EventRouting, CtrlSFallsBackToTheHostsOwnSave) {
     Row row;
     bool connected;  // false: no event has opened the table yet
   } cases[] = {
-      {Kind::Word, "foreign", false, {}, true},
-      {Kind::Excel, "foreign", false, {}, true},
-      {Kind::PowerPoint, "foreign", false, {}, true},
-      {Kind::Publisher, "foreign", false, {}, true},
-      {Kind::Word, "read-only", true, {.readOnly = true}, true},
-      {Kind::PowerPoint, "read-only, no refusal", true, {.readOnly = true}, true},
-      {Kind::Excel, "before any document event", false, {}, false},
+      {Kind::ohaWord, "foreign", false, {}, true},
+      {Kind::ohaExcel, "foreign", false, {}, true},
+      {Kind::ohaPowerPoint, "foreign", false, {}, true},
+      {Kind::ohaPublisher, "foreign", false, {}, true},
+      {Kind::ohaWord, "read-only", true, {.readOnly = true}, true},
+      {Kind::ohaPowerPoint, "read-only, no refusal", true, {.readOnly = true}, true},
+      {Kind::ohaExcel, "before any document event", false, {}, false},
   };
   for (const auto& c : cases) {
     Instance in(c.kind);
@@ -329,16 +329,16 @@ TEST(EventRouting, InterceptedCommandsByTheirComponents) {
     bool cancel;
     const char* notBuilt;  // null: nothing recorded
   } cases[] = {
-      {"FileSaveAsCommand", Kind::Word, true, true, true, "DocumentSaveAs"},
-      {"FileSaveAsCommand", Kind::Word, false, true, false, nullptr},
-      {"SaveAsCommand", Kind::Publisher, true, true, true, "DocumentSaveAs"},
-      {"SaveAsCommand", Kind::Publisher, true, false, false, nullptr},
-      {"SaveAsCommand", Kind::Publisher, false, true, false, nullptr},
-      {"FileSaveCommand", Kind::Excel, false, true, false, nullptr},
-      {"FileSaveControl", Kind::Excel, false, true, false, nullptr},
-      {"PrintCommand", Kind::Word, true, true, false, "PrintCommandAction"},
-      {"InsertCommand", Kind::PowerPoint, true, true, false, "InsertCommandAction"},
-      {"SendEmail3", Kind::Word, true, true, false, nullptr},
+      {"FileSaveAsCommand", Kind::ohaWord, true, true, true, "DocumentSaveAs"},
+      {"FileSaveAsCommand", Kind::ohaWord, false, true, false, nullptr},
+      {"SaveAsCommand", Kind::ohaPublisher, true, true, true, "DocumentSaveAs"},
+      {"SaveAsCommand", Kind::ohaPublisher, true, false, false, nullptr},
+      {"SaveAsCommand", Kind::ohaPublisher, false, true, false, nullptr},
+      {"FileSaveCommand", Kind::ohaExcel, false, true, false, nullptr},
+      {"FileSaveControl", Kind::ohaExcel, false, true, false, nullptr},
+      {"PrintCommand", Kind::ohaWord, true, true, false, "PrintCommandAction"},
+      {"InsertCommand", Kind::ohaPowerPoint, true, true, false, "InsertCommandAction"},
+      {"SendEmail3", Kind::ohaWord, true, true, false, nullptr},
   };
   for (const auto& c : cases) {
     Instance in(c.kind);
@@ -365,11 +365,11 @@ TEST(EventRouting, CloudModeUploadTimerFollowsTheWindow) {
     Kind kind;
     std::function<void(TAddInModule&, bool activate)> window;
   } cases[] = {
-      {Kind::Word,
+      {Kind::ohaWord,
        [&](TAddInModule& m, bool on) { on ? m.WordAppEventsWindowActivate(none, none) : m.WordAppEventsWindowDeactivate(none, none); }},
-      {Kind::Excel,
+      {Kind::ohaExcel,
        [&](TAddInModule& m, bool on) { on ? m.ExcelAppEventsWindowActivate(none, none) : m.ExcelAppEventsWindowDeactivate(none, none); }},
-      {Kind::PowerPoint, [&](TAddInModule& m, bool on) {
+      {Kind::ohaPowerPoint, [&](TAddInModule& m, bool on) {
          on ? m.PowerPointAppEventsWindowActivate(none, none) : m.PowerPointAppEventsWindowDeactivate(none, none);
        }},
   };
@@ -390,10 +390,10 @@ TEST(EventRouting, PrintEventsLeaveThePrintAlone) {
   const struct {
     Kind kind;
     const char* notBuilt;  // null: traced only
-  } cases[] = {{Kind::Word, "WordAppEventsDocumentBeforePrint"},
-               {Kind::Excel, "ExcelAppEventsWorkbookBeforePrint"},
-               {Kind::PowerPoint, "PowerPointAppEventsPresentationPrint"},
-               {Kind::Publisher, nullptr}};
+  } cases[] = {{Kind::ohaWord, "WordAppEventsDocumentBeforePrint"},
+               {Kind::ohaExcel, "ExcelAppEventsWorkbookBeforePrint"},
+               {Kind::ohaPowerPoint, "PowerPointAppEventsPresentationPrint"},
+               {Kind::ohaPublisher, nullptr}};
   for (const auto& c : cases) {
     Instance in(c.kind);
     const Doc doc = in.p->host->Open(in.Path("file"));

@@ -8,6 +8,7 @@
 #include <string_view>
 
 #include "foundation/context.h"
+#include "platform/host_type.h"
 #include "platform/main_loop.h"
 #include "platform/prompts.h"
 #include "platform/system_services.h"
@@ -21,14 +22,10 @@ namespace quillorn::addin {
 
 class PaneManager;
 
-// The framework's numbering of hosts; every host-specific routine chooses on it.
-enum HostType : int { ohaExcel = 0, ohaWord = 1, ohaPowerPoint = 3, ohaPublisher = 9 };
-
-// "Excel", "Word", "PowerPoint", "Publisher"; "Unknown" for any other value.
-std::string_view HostTypeName(HostType type) noexcept;
+using platform::HostType;
 
 struct AddInHost {
-  HostType Type = ohaWord;
+  HostType Type = HostType::ohaWord;
   // Word's, Excel's, PowerPoint's or Publisher's Application object.
   platform::ObjectRef Application;
   // All four must outlive the module.

@@ -31,16 +31,6 @@ namespace quillorn::addin::testing {
 
 using platform::Variant;
 
-inline HostType TypeOf(hostsim::HostKind kind) {
-  switch (kind) {
-    case hostsim::HostKind::Excel: return ohaExcel;
-    case hostsim::HostKind::Word: return ohaWord;
-    case hostsim::HostKind::PowerPoint: return ohaPowerPoint;
-    case hostsim::HostKind::Publisher: return ohaPublisher;
-  }
-  return ohaWord;
-}
-
 // One user's machine: the module's folder and the local application data folder
 // under a temp folder, and one main loop on a hand-driven clock.
 struct Machine {
@@ -141,7 +131,7 @@ class PublisherSink final : public hostsim::PublisherEvents {
 // reach the module once Connect() has run.
 struct Process {
   // `panes` null: the module keeps its own in-memory pane manager.
-  Process(Machine& m, hostsim::HostKind kind, std::uint32_t tick, std::string version = "16.0",
+  Process(Machine& m, platform::HostType kind, std::uint32_t tick, std::string version = "16.0",
           std::string clientname = "", PaneManager* panes = nullptr)
       : host(hostsim::CreateHost(kind)) {
     host->version = std::move(version);
@@ -150,7 +140,7 @@ struct Process {
     system.tick_count = tick;
     if (!clientname.empty()) system.environment["clientname"] = clientname;
     AddInHost h;
-    h.Type = TypeOf(kind);
+    h.Type = kind;
     h.Application = host->Application();
     h.Loop = &m.loop;
     h.Prompts = &prompts;
@@ -171,21 +161,21 @@ struct Process {
   // Hands the host's events to the module from now on.
   void Connect() {
     switch (host->Kind()) {
-      case hostsim::HostKind::Word: Attach<hostsim::WordHost, WordSink>(); break;
-      case hostsim::HostKind::Excel: Attach<hostsim::ExcelHost, ExcelSink>(); break;
-      case hostsim::HostKind::PowerPoint: Attach<hostsim::PowerPointHost, PowerPointSink>(); break;
-      case hostsim::HostKind::Publisher: Attach<hostsim::PublisherHost, PublisherSink>(); break;
+      case platform::HostType::ohaWord: Attach<hostsim::WordHost, WordSink>(); break;
+      case platform::HostType::ohaExcel: Attach<hostsim::ExcelHost, ExcelSink>(); break;
+      case platform::HostType::ohaPowerPoint: Attach<hostsim::PowerPointHost, PowerPointSink>(); break;
+      case platform::HostType::ohaPublisher: Attach<hostsim::PublisherHost, PublisherSink>(); break;
     }
   }
   void Disconnect() {
     if (!sink) return;
     switch (host->Kind()) {
-      case hostsim::HostKind::Word: std::static_pointer_cast<hostsim::WordHost>(host)->SetEventSink(nullptr); break;
-      case hostsim::HostKind::Excel: std::static_pointer_cast<hostsim::ExcelHost>(host)->SetEventSink(nullptr); break;
-      case hostsim::HostKind::PowerPoint:
+      case platform::HostType::ohaWord: std::static_pointer_cast<hostsim::WordHost>(host)->SetEventSink(nullptr); break;
+      case platform::HostType::ohaExcel: std::static_pointer_cast<hostsim::ExcelHost>(host)->SetEventSink(nullptr); break;
+      case platform::HostType::ohaPowerPoint:
         std::static_pointer_cast<hostsim::PowerPointHost>(host)->SetEventSink(nullptr);
         break;
-      case hostsim::HostKind::Publisher:
+      case platform::HostType::ohaPublisher:
         std::static_pointer_cast<hostsim::PublisherHost>(host)->SetEventSink(nullptr);
         break;
     }

@@ -18,8 +18,8 @@ int OfficeVersionFromString(std::string_view version) {
 
 std::optional<std::string> InsertGroupPosition(HostType type, int officeVersion) {
   switch (type) {
-    case ohaExcel: return "GroupInsertTablesExcel";
-    case ohaPowerPoint: return officeVersion >= 2013 ? "GroupSlides2" : "GroupInsertTables";
+    case HostType::ohaExcel: return "GroupInsertTablesExcel";
+    case HostType::ohaPowerPoint: return officeVersion >= 2013 ? "GroupSlides2" : "GroupInsertTables";
     default: return std::nullopt;
   }
 }

@@ -26,15 +26,15 @@ TEST(OfficeVersion, InsertGroupPositionAndPowerPointName) {
     int year;
     std::optional<std::string> position;
   } cases[] = {
-      {ohaWord, 2007, std::nullopt},
-      {ohaWord, 2016, std::nullopt},
-      {ohaExcel, 2007, "GroupInsertTablesExcel"},
-      {ohaExcel, 2016, "GroupInsertTablesExcel"},
-      {ohaPowerPoint, 2007, "GroupInsertTables"},
-      {ohaPowerPoint, 2010, "GroupInsertTables"},
-      {ohaPowerPoint, 2013, "GroupSlides2"},
-      {ohaPowerPoint, 2016, "GroupSlides2"},
-      {ohaPublisher, 2016, std::nullopt},
+      {HostType::ohaWord, 2007, std::nullopt},
+      {HostType::ohaWord, 2016, std::nullopt},
+      {HostType::ohaExcel, 2007, "GroupInsertTablesExcel"},
+      {HostType::ohaExcel, 2016, "GroupInsertTablesExcel"},
+      {HostType::ohaPowerPoint, 2007, "GroupInsertTables"},
+      {HostType::ohaPowerPoint, 2010, "GroupInsertTables"},
+      {HostType::ohaPowerPoint, 2013, "GroupSlides2"},
+      {HostType::ohaPowerPoint, 2016, "GroupSlides2"},
+      {HostType::ohaPublisher, 2016, std::nullopt},
   };
   for (const auto& c : cases) {
     EXPECT_EQ(InsertGroupPosition(c.type, c.year), c.position) << HostTypeName(c.type) << " " << c.year;

@@ -33,7 +33,7 @@ void TAddInModule::ShowQuillornPane(std::int64_t docId) {
   if (panes_ == nullptr) return;  // Publisher has no pane
 
   switch (host_.Type) {
-    case ohaWord:
+    case HostType::ohaWord:
       // Items are made on first need, so a Word that only ever sees foreign
       // documents never creates a pane.
       if (panes_->ItemCount() == 0) panes_->AddItem(kWordPaneClass, kPanePositionRight, true);
@@ -41,7 +41,7 @@ void TAddInModule::ShowQuillornPane(std::int64_t docId) {
       panes_->SetDocId(0, docId);
       break;
 
-    case ohaExcel:
+    case HostType::ohaExcel:
       if (panes_->ItemCount() == 0) {
         LogTrace("ShowQuillornPane", "ExcelPanesMgr.Items.Count = 0");
         panes_->AddItem(kExcelPaneClass, kPanePositionRight, true);
@@ -62,13 +62,13 @@ void TAddInModule::ShowQuillornPane(std::int64_t docId) {
       }
       break;
 
-    case ohaPowerPoint:
+    case HostType::ohaPowerPoint:
       if (panes_->ItemCount() == 0) panes_->AddItem(kPowerPointPaneClass, kPanePositionRight, true);
       panes_->ShowTaskPane(0);
       panes_->SetDocId(0, docId);
       break;
 
-    case ohaPublisher: break;
+    case HostType::ohaPublisher: break;
   }
 }
 
@@ -78,7 +78,7 @@ void TAddInModule::HideQuillornPane() {
   if (panes_ == nullptr || panes_->ItemCount() < 1) return;
   // Excel from 2013 has one window per workbook: hiding inside the event that
   // asked for it hides the pane of the window that is going, so it waits.
-  if (host_.Type == ohaExcel && officeVersion_ >= 2013) {
+  if (host_.Type == HostType::ohaExcel && officeVersion_ >= 2013) {
     Timer1.SetEnabled(true);
     return;
   }
@@ -86,7 +86,7 @@ void TAddInModule::HideQuillornPane() {
 }
 
 void TAddInModule::Timer1Timer() {
-  Guarded([this] {
+  RunEvent([this] {
     Timer1.SetEnabled(false);
     if (panes_ == nullptr || panes_->ItemCount() < 1) return;
     LogTrace("Timer1", "ExcelPanesMgr.Items.Count <> 0");
@@ -119,7 +119,7 @@ void TAddInModule::BringToFront(const std::string& docName) {
     const std::string name = foundation::LowerCase(docName);
 
     switch (host_.Type) {
-      case ohaWord: {
+      case HostType::ohaWord: {
         auto activateApplication = [&] {
           // A host still starting is not visible yet: the timer waits for it.
           if (!app.Get("Visible").AsBool()) {
@@ -146,7 +146,7 @@ void TAddInModule::BringToFront(const std::string& docName) {
         break;
       }
 
-      case ohaExcel: {
+      case HostType::ohaExcel: {
         const Variant workbooks = app.Get("Workbooks");
         const int count = workbooks.Get("Count").AsInt();
         if (name.empty() || count == 1) {
@@ -161,7 +161,7 @@ void TAddInModule::BringToFront(const std::string& docName) {
         break;
       }
 
-      case ohaPowerPoint: {
+      case HostType::ohaPowerPoint: {
         const Variant presentations = app.Get("Presentations");
         const int count = presentations.Get("Count").AsInt();
         if (name.empty() || count == 0) {
@@ -184,30 +184,30 @@ void TAddInModule::BringToFront(const std::string& docName) {
         break;
       }
 
-      case ohaPublisher: break;
+      case HostType::ohaPublisher: break;
     }
   } catch (const std::exception&) {
   }
 }
 
 void TAddInModule::BringToFrontTimerTimer() {
-  Guarded([this] {
+  RunEvent([this] {
     try {
       if (!host_.Application) return;
       const Variant app(host_.Application);
       switch (host_.Type) {
-        case ohaWord:
+        case HostType::ohaWord:
           if (!app.Get("Visible").AsBool()) return;
           BringToFrontTimer.SetEnabled(false);
           app.Call("Activate");
           break;
-        case ohaExcel:
+        case HostType::ohaExcel:
           if (!app.Get("Visible").AsBool()) return;
           BringToFrontTimer.SetEnabled(false);
           ActivateActiveWindow(app);
           break;
-        case ohaPowerPoint:
-        case ohaPublisher: break;
+        case HostType::ohaPowerPoint:
+        case HostType::ohaPublisher: break;
       }
     } catch (const std::exception&) {
     }

@@ -15,7 +15,7 @@ namespace {
 
 using testing::Machine;
 using testing::Process;
-using Kind = hostsim::HostKind;
+using Kind = platform::HostType;
 
 // Panes as a host framework that refuses where asked to.
 class RefusingPanes final : public PaneManager {
@@ -53,7 +53,7 @@ TEST(Panes, MadeOnFirstNeedWithTheHostsShellThenReused) {
   const struct {
     Kind kind;
     const char* shell;
-  } cases[] = {{Kind::Word, "TWordTP"}, {Kind::Excel, "TExcelTP"}, {Kind::PowerPoint, "TPowerPointTP"}};
+  } cases[] = {{Kind::ohaWord, "TWordTP"}, {Kind::ohaExcel, "TExcelTP"}, {Kind::ohaPowerPoint, "TPowerPointTP"}};
   for (const auto& c : cases) {
     Machine m;
     m.WriteAddInIni("[Debug]\nTrace=true\n");
@@ -79,7 +79,7 @@ TEST(Panes, MadeOnFirstNeedWithTheHostsShellThenReused) {
     EXPECT_EQ(OnlyItem(p).shown, 2);
 
     const std::string trace = m.Trace();
-    const bool excel = c.kind == Kind::Excel;
+    const bool excel = c.kind == Kind::ohaExcel;
     EXPECT_EQ(trace.find("\tShowQuillornPane\tExcelPanesMgr.Items.Count = 0\r\n") != std::string::npos, excel);
     EXPECT_EQ(trace.find("\tShowQuillornPane\tExcelPanesMgr.Items.Count = 1\r\n") != std::string::npos, excel);
   }
@@ -87,7 +87,7 @@ TEST(Panes, MadeOnFirstNeedWithTheHostsShellThenReused) {
 
 TEST(Panes, PublisherHasNone) {
   Machine m;
-  Process p(m, Kind::Publisher, 1);
+  Process p(m, Kind::ohaPublisher, 1);
   p.Load();
   EXPECT_NO_THROW(p.module->ShowQuillornPane(5));
   EXPECT_NO_THROW(p.module->HideQuillornPane());
@@ -105,10 +105,10 @@ TEST(Panes, OnlyExcelSwallowsARefusingPane) {
     bool refuseShow, refuseDocId;
     const char* tracedAs;  // null: the call raises
   } cases[] = {
-      {Kind::Excel, true, false, "\tShowTaskPane\tpane window not ready\r\n"},
-      {Kind::Excel, false, true, "\tTExcelTP\tform not created\r\n"},
-      {Kind::Word, true, false, nullptr},
-      {Kind::PowerPoint, false, true, nullptr},
+      {Kind::ohaExcel, true, false, "\tShowTaskPane\tpane window not ready\r\n"},
+      {Kind::ohaExcel, false, true, "\tTExcelTP\tform not created\r\n"},
+      {Kind::ohaWord, true, false, nullptr},
+      {Kind::ohaPowerPoint, false, true, nullptr},
   };
   for (const auto& c : cases) {
     Machine m;
@@ -141,8 +141,8 @@ TEST(Panes, HidingWaitsForTimer1OnlyInExcelFrom2013) {
     const char* version;
     bool deferred;
   } cases[] = {
-      {Kind::Word, "16.0", false},       {Kind::Excel, "14.0", false}, {Kind::Excel, "15.0", true},
-      {Kind::Excel, "16.0", true},       {Kind::PowerPoint, "16.0", false},
+      {Kind::ohaWord, "16.0", false},       {Kind::ohaExcel, "14.0", false}, {Kind::ohaExcel, "15.0", true},
+      {Kind::ohaExcel, "16.0", true},       {Kind::ohaPowerPoint, "16.0", false},
   };
   for (const auto& c : cases) {
     Machine m;
@@ -172,7 +172,7 @@ TEST(Panes, HidingWaitsForTimer1OnlyInExcelFrom2013) {
 
 TEST(Panes, TabsShowAndHideTheAddInsGroupsTogether) {
   Machine m;
-  Process p(m, Kind::Word, 1);
+  Process p(m, Kind::ohaWord, 1);
   p.Load();
   CommandSurface& s = p.module->Surface();
   auto switched = [&]() -> std::vector<bool> {
@@ -198,8 +198,8 @@ TEST(Panes, TabsShowAndHideTheAddInsGroupsTogether) {
 // Word activates the document and itself; PowerPoint the window that shows the
 // presentation.
 TEST(BringToFront, ActivatesTheNamedDocument) {
-  for (Kind kind : {Kind::Word, Kind::PowerPoint}) {
-    const bool word = kind == Kind::Word;
+  for (Kind kind : {Kind::ohaWord, Kind::ohaPowerPoint}) {
+    const bool word = kind == Kind::ohaWord;
     Machine m;
     Process p(m, kind, 1);
     p.Load();
@@ -218,7 +218,7 @@ TEST(BringToFront, ActivatesTheNamedDocument) {
 }
 
 TEST(BringToFront, ANameNoDocumentHasDoesNothing) {
-  for (Kind kind : {Kind::Word, Kind::Excel, Kind::PowerPoint, Kind::Publisher}) {
+  for (Kind kind : {Kind::ohaWord, Kind::ohaExcel, Kind::ohaPowerPoint, Kind::ohaPublisher}) {
     Machine m;
     Process p(m, kind, 1);
     p.Load();
@@ -234,7 +234,7 @@ TEST(BringToFront, ANameNoDocumentHasDoesNothing) {
 
 TEST(BringToFront, ExcelWithSeveralWorkbooksAsksForWindowZeroWhichTheHostRefuses) {
   Machine m;
-  Process p(m, Kind::Excel, 1);
+  Process p(m, Kind::ohaExcel, 1);
   p.Load();
   auto first = p.host->Open(m.home.Dir() + "a.xlsx");
   auto second = p.host->Open(m.home.Dir() + "b.xlsx");
@@ -251,14 +251,14 @@ TEST(BringToFront, TheTimerWaitsAsLongAsTheHostStaysInvisible) {
   const struct {
     Kind kind;
     int activations;  // Application.Activate once visible
-  } cases[] = {{Kind::Word, 1}, {Kind::Excel, 0}};
+  } cases[] = {{Kind::ohaWord, 1}, {Kind::ohaExcel, 0}};
   for (const auto& c : cases) {
     Machine m;
     Process p(m, c.kind, 1);
     p.Load();
     auto doc = p.host->Open(m.home.Dir() + "starting");
     p.host->visible = false;
-    if (c.kind == Kind::Word) {
+    if (c.kind == Kind::ohaWord) {
       p.module->BringToFront("");
     } else {
       p.module->BringToFrontTimer.SetEnabled(true);  // only Word's request starts it
@@ -283,7 +283,7 @@ TEST(BringToFront, TheTimerStopsOnceVisibleEvenWhenActivationFails) {
   // Excel once visible activates its active window; with no workbook that
   // raises, is swallowed, and the timer is already off.
   Machine m;
-  Process p(m, Kind::Excel, 1);
+  Process p(m, Kind::ohaExcel, 1);
   p.Load();
   p.module->StartupTimer.SetEnabled(false);  // it would fail on the missing workbook too
   p.module->BringToFrontTimer.SetEnabled(true);

@@ -1,6 +1,7 @@
 // Existence is found out by reading: the hosts have no test for it, so every
 // branch for a missing item is the handler of a failed read.
 #include "automation/doc_properties.h"
+#include "platform/office_constants.h"
 
 #include <exception>
 #include <string>
@@ -24,7 +25,7 @@ Variant CustomPropertyValue(const Variant& doc, std::string_view name) {
 
 Variant AddCustomProperty(const Variant& doc, std::string_view name, const Variant& value) {
   return doc.Get("CustomDocumentProperties")
-      .Call("Add", {Text(name), Variant(false), Variant(kMsoPropertyTypeString), value});
+      .Call("Add", {Text(name), Variant(false), Variant(platform::kMsoPropertyTypeString), value});
 }
 
 void PutCustomPropertyValue(const Variant& doc, std::string_view name, const Variant& value) {
@@ -57,7 +58,7 @@ void SetOrAddCustomProperty(const Variant& doc, std::string_view name, const Var
 }
 
 void PutCompanyProperty(const Variant& doc, const Variant& company) {
-  doc.Get("BuiltInDocumentProperties", {Variant(kWdPropertyCompany)}).Put("Value", company);
+  doc.Get("BuiltInDocumentProperties", {Variant(platform::kWdPropertyCompany)}).Put("Value", company);
 }
 
 Variant AddHiddenName(const Variant& workbook, std::string_view name) {

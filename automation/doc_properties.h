@@ -7,6 +7,7 @@
 #include <cstdint>
 #include <string_view>
 
+#include "platform/office_constants.h"
 #include "platform/variant.h"
 
 namespace quillorn::automation {
@@ -16,8 +17,6 @@ using platform::ObjectRef;
 using platform::Variant;
 
 inline constexpr char kCmsIdProperty[] = "cmsID";
-inline constexpr std::int32_t kMsoPropertyTypeString = 4;
-inline constexpr std::int32_t kWdPropertyCompany = 21;
 
 // Custom document properties (Word, Excel, PowerPoint). Every one the add-in
 // makes is text, not linked to content.

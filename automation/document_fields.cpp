@@ -7,6 +7,7 @@
 #include "automation/doc_properties.h"
 #include "foundation/context.h"
 #include "foundation/log.h"
+#include "platform/office_constants.h"
 
 namespace quillorn::automation {
 namespace {
@@ -15,7 +16,6 @@ using foundation::LogException;
 using foundation::LogTrace;
 using I = std::int32_t;
 
-constexpr I kWdFieldDocProperty = 85;
 constexpr I kFirstStoryType = 1;
 constexpr I kLastStoryType = 17;
 // wdEvenPagesHeaderStory .. wdFirstPageFooterStory
@@ -151,7 +151,7 @@ void UpdateDocPropertyFields(const Variant& fields, bool trace) {
     const I type = field.Get("Type").AsInt();
     if (trace) LogTrace("...", "...field " + std::to_string(i) + " type: " + std::to_string(type));
     // Dates, page numbers and references keep what Word shows.
-    if (type == kWdFieldDocProperty) field.Call("Update");
+    if (type == platform::kWdFieldDocProperty) field.Call("Update");
   }
 }
 

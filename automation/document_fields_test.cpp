@@ -19,7 +19,7 @@ namespace quillorn::automation {
 namespace {
 
 using hostsim::DocumentModel;
-using hostsim::HostKind;
+using platform::HostType;
 using I = std::int32_t;
 
 const hostsim::PropertyModel* FindProp(const DocumentModel& d, const std::string& name) {
@@ -53,7 +53,7 @@ struct Fixture {
   Variant app;
   Variant doc;
 
-  explicit Fixture(HostKind kind, I file_type) {
+  explicit Fixture(HostType kind, I file_type) {
     dm.docs.push_back({{"doc_id", Variant(I{42})},
                        {"file_type", Variant(file_type)},
                        {"APPROVED_BY", Variant(I{7})},
@@ -77,8 +77,8 @@ struct Fixture {
     dm.SetCode("DOC_TYPE", "11", Variant("Procedures"));
     host = hostsim::CreateHost(kind);
     app = Variant(host->Application());
-    static const char* kCollection[] = {"Documents", "Workbooks", "Presentations", "Documents"};
-    doc = app.Get(kCollection[static_cast<int>(kind)]).Call("Add");
+    doc = app.Get(kind == HostType::ohaExcel ? "Workbooks" : kind == HostType::ohaPowerPoint ? "Presentations" : "Documents")
+              .Call("Add");
   }
   DocumentModel& Model() { return *host->Active(); }
   std::vector<std::string> Values() const { return {values.begin(), values.end()}; }
@@ -95,13 +95,13 @@ const std::vector<std::string> kExpectedValues = {
 TEST(SetDocFieldsTest, WritesEachHostsStores) {
   struct Case {
     const char* what;
-    HostKind kind;
+    HostType kind;
     I file_type;
     std::function<void(Fixture&)> prepare;
     std::function<void(DocumentModel&)> check;
   };
   const std::vector<Case> cases = {
-      {"Word: properties, company built in, no Company property", HostKind::Word, 1, nullptr,
+      {"Word: properties, company built in, no Company property", HostType::ohaWord, 1, nullptr,
        [](DocumentModel& d) {
          EXPECT_EQ(FindProp(d, "cmsID")->value, "42");
          EXPECT_EQ(FindProp(d, "cmsID")->type, 4);
@@ -117,12 +117,12 @@ TEST(SetDocFieldsTest, WritesEachHostsStores) {
          }
          EXPECT_TRUE(d.names.empty());
        }},
-      {"Word: an existing cmsID is left as it stands", HostKind::Word, 1,
+      {"Word: an existing cmsID is left as it stands", HostType::ohaWord, 1,
        [](Fixture& f) {
          f.Model().custom_properties.push_back({"cmsID", 4, "99", false});
        },
        [](DocumentModel& d) { EXPECT_EQ(FindProp(d, "cmsID")->value, "99"); }},
-      {"Excel: hidden names, apostrophe on custom fields only", HostKind::Excel, 3, nullptr,
+      {"Excel: hidden names, apostrophe on custom fields only", HostType::ohaExcel, 3, nullptr,
        [](DocumentModel& d) {
          EXPECT_EQ(FindProp(d, "cmsID")->value, "42");
          ASSERT_NE(FindName(d, "ReviewDate"), nullptr);
@@ -139,7 +139,7 @@ TEST(SetDocFieldsTest, WritesEachHostsStores) {
          }
          EXPECT_EQ(d.custom_properties.size(), 1u);
        }},
-      {"PowerPoint: named shapes on every slide", HostKind::PowerPoint, 2,
+      {"PowerPoint: named shapes on every slide", HostType::ohaPowerPoint, 2,
        [](Fixture& f) {
          auto& d = f.Model();
          d.slides.push_back(std::make_shared<hostsim::SlideModel>());
@@ -156,14 +156,14 @@ TEST(SetDocFieldsTest, WritesEachHostsStores) {
                    std::vector<std::string>({"Facilities", "-", "old", "3", "Facilities", "Acme Ltd"}));
          EXPECT_EQ(d.custom_properties.size(), 1u);
        }},
-      {"Publisher: a tag and nothing else", HostKind::Publisher, 5, nullptr,
+      {"Publisher: a tag and nothing else", HostType::ohaPublisher, 5, nullptr,
        [](DocumentModel& d) {
          ASSERT_EQ(d.tags.size(), 1u);
          EXPECT_EQ(d.tags[0].name, "cmsID");
          EXPECT_EQ(d.tags[0].value, "42");
          EXPECT_TRUE(d.custom_properties.empty());
        }},
-      {"unknown file type: identity untouched, nothing else", HostKind::Word, 4, nullptr,
+      {"unknown file type: identity untouched, nothing else", HostType::ohaWord, 4, nullptr,
        [](DocumentModel& d) {
          EXPECT_TRUE(d.custom_properties.empty());
          EXPECT_EQ(d.builtin_properties[20].value, "");
@@ -181,7 +181,7 @@ TEST(SetDocFieldsTest, WritesEachHostsStores) {
 }
 
 TEST(SetDocFieldsTest, WordNullValueShowsDashOnlyOnAnExistingProperty) {
-  Fixture f(HostKind::Word, 1);
+  Fixture f(HostType::ohaWord, 1);
   f.dm.fields = {{"Review Date", Variant::Null()}, {"Next Audit", Variant::Null()}};
   f.Model().custom_properties.push_back({"ReviewDate", 4, "2020", false});
   f.Run();
@@ -227,7 +227,7 @@ TEST(SetDocFieldsTest, ControlFieldRendering) {
   // clang-format on
   for (const auto& c : cases) {
     SCOPED_TRACE(c.what);
-    Fixture f(HostKind::Word, 1);
+    Fixture f(HostType::ohaWord, 1);
     for (const auto& [k, v] : c.record) f.dm.docs[0][k] = v;
     for (const auto& [k, v] : c.codes) {
       if (v.IsEmpty()) {
@@ -248,7 +248,7 @@ TEST(SetDocFieldsTest, ControlFieldRendering) {
 TEST(SetDocFieldsTest, FailuresEndWhereTheirGuardSays) {
   struct Case {
     const char* what;
-    HostKind kind;
+    HostType kind;
     I file_type;
     bool remove_id;
     std::function<void(Fixture&)> prepare;
@@ -263,14 +263,14 @@ TEST(SetDocFieldsTest, FailuresEndWhereTheirGuardSays) {
     workbook_on_word.push_back("EXCEL: Could not set control field: " + std::string(n));
   auto no_date_format = [](Fixture& f) {
     f.dm.codes.erase({"REV_FIELD", "DATE_FORMAT"});
-    if (f.host->Kind() == HostKind::PowerPoint) {
+    if (f.host->Kind() == HostType::ohaPowerPoint) {
       f.Model().slides[0]->shapes = {NamedShape("Owner"), NamedShape("cmsRevision")};
     }
   };
   // Without a date format no control field is written in any host; the custom fields before it are.
   auto only_custom_fields = [](Fixture& f) {
     auto& d = f.Model();
-    const bool ppt = f.host->Kind() == HostKind::PowerPoint;
+    const bool ppt = f.host->Kind() == HostType::ohaPowerPoint;
     EXPECT_TRUE(FindProp(d, "Owner") || FindName(d, "Owner") ||
                 (ppt && d.slides[0]->shapes[0]->text == "Facilities"));
     EXPECT_TRUE(!FindProp(d, "cmsRevision") && !FindName(d, "cmsRevision"));
@@ -278,22 +278,22 @@ TEST(SetDocFieldsTest, FailuresEndWhereTheirGuardSays) {
   };
   // clang-format off
   const std::vector<Case> cases = {
-      {"removing a missing cmsID ends the run", HostKind::Word, 1, true, nullptr, {"in SetDocFields"},
+      {"removing a missing cmsID ends the run", HostType::ohaWord, 1, true, nullptr, {"in SetDocFields"},
        [](Fixture& f) {
          EXPECT_TRUE(f.Model().custom_properties.empty() && f.Model().builtin_properties[20].value.empty());
        }},
-      {"removing a present cmsID writes the rest", HostKind::Excel, 3, true,
+      {"removing a present cmsID writes the rest", HostType::ohaExcel, 3, true,
        [](Fixture& f) { f.Model().custom_properties.push_back({"cmsID", 4, "42", false}); }, {},
        [](Fixture& f) { EXPECT_TRUE(!FindProp(f.Model(), "cmsID") && FindName(f.Model(), "cmsRevision")); }},
-      {"removing a missing Publisher tag", HostKind::Publisher, 5, true, nullptr, {"in SetDocFields"},
+      {"removing a missing Publisher tag", HostType::ohaPublisher, 5, true, nullptr, {"in SetDocFields"},
        nullptr},
-      {"Word without a date format", HostKind::Word, 1, false, no_date_format, {"in SetDocFields"},
+      {"Word without a date format", HostType::ohaWord, 1, false, no_date_format, {"in SetDocFields"},
        only_custom_fields},
-      {"Excel without a date format", HostKind::Excel, 3, false, no_date_format, {"in SetDocFields"},
+      {"Excel without a date format", HostType::ohaExcel, 3, false, no_date_format, {"in SetDocFields"},
        only_custom_fields},
-      {"PowerPoint without a date format", HostKind::PowerPoint, 2, false, no_date_format,
+      {"PowerPoint without a date format", HostType::ohaPowerPoint, 2, false, no_date_format,
        {"in SetDocFields"}, only_custom_fields},
-      {"an unknown approver costs that field only", HostKind::Word, 1, false,
+      {"an unknown approver costs that field only", HostType::ohaWord, 1, false,
        [](Fixture& f) { f.dm.docs[0]["APPROVED_BY"] = Variant(I{8}); },
        {"Could not create control field: cmsApprovedBy"},
        [](Fixture& f) {
@@ -301,7 +301,7 @@ TEST(SetDocFieldsTest, FailuresEndWhereTheirGuardSays) {
          EXPECT_EQ(FindProp(f.Model(), "cmsApprovedBy"), nullptr);
          EXPECT_EQ(FindProp(f.Model(), "cmsRevisionDate")->value, "31/12/2023");
        }},
-      {"a workbook record on a Word document", HostKind::Word, 3, false, nullptr, workbook_on_word,
+      {"a workbook record on a Word document", HostType::ohaWord, 3, false, nullptr, workbook_on_word,
        [](Fixture& f) { EXPECT_TRUE(FindProp(f.Model(), "cmsID")->value == "42" && f.values[7] == "3"); }},
   };
   // clang-format on
@@ -322,7 +322,7 @@ TEST(SetDocFieldsTest, FailuresEndWhereTheirGuardSays) {
 
 // A busy PowerPoint: every record names its field as stored, blank and all.
 TEST(SetDocFieldsTest, BusyHostGivesTheExactExceptionRecords) {
-  Fixture f(HostKind::PowerPoint, 2);
+  Fixture f(HostType::ohaPowerPoint, 2);
   f.log.Context().ProcName = "dm.SaveDocument";
   auto slides = std::make_shared<testing::Fault>(testing::Fault{"Slides", testing::Fault::On::Any, 0, -1});
   auto active =
@@ -342,7 +342,7 @@ TEST(SetDocFieldsTest, BusyHostGivesTheExactExceptionRecords) {
 }
 
 TEST(SetDocFieldsTest, NullDocumentOnlyTraces) {
-  Fixture f(HostKind::Word, 1);
+  Fixture f(HostType::ohaWord, 1);
   f.log.Context().TraceEnabled = true;
   f.log.Context().ProcName = "dm.SaveDocument";
   DocFieldsContext ctx{f.dm, HostType::ohaWord, f.app, f.values};
@@ -353,7 +353,7 @@ TEST(SetDocFieldsTest, NullDocumentOnlyTraces) {
 }
 
 TEST(SetDocFieldsTest, PowerPointControlFieldsGoToTheActivePresentation) {
-  Fixture f(HostKind::PowerPoint, 2);
+  Fixture f(HostType::ohaPowerPoint, 2);
   auto first = f.host->Active();
   first->slides[0]->shapes = {NamedShape("Owner"), NamedShape("cmsRevision")};
   f.app.Get("Presentations").Call("Add");
@@ -368,7 +368,7 @@ TEST(SetDocFieldsTest, PowerPointControlFieldsGoToTheActivePresentation) {
 }
 
 TEST(SetDocFieldsTest, LocatesTheGivenRecordFirst) {
-  Fixture f(HostKind::Word, 1);
+  Fixture f(HostType::ohaWord, 1);
   auto second = f.dm.docs[0];
   second["doc_id"] = Variant(I{43});
   second["VER"] = Variant("9");
@@ -398,7 +398,7 @@ TEST(SetDocFieldsTest, PowerPointCostIsTheProductOfFieldsAndShapes) {
   for (const Size& s : {Size{1, 2, 1}, Size{3, 2, 0}, Size{2, 5, 4}, Size{7, 3, 2}, Size{50, 20, 30}}) {
     SCOPED_TRACE(std::to_string(s.slides) + " slides of " + std::to_string(s.shapes) + " shapes, " +
                  std::to_string(s.fields) + " fields");
-    Fixture f(HostKind::PowerPoint, 2);
+    Fixture f(HostType::ohaPowerPoint, 2);
     f.dm.fields.clear();
     for (U n = 1; n <= s.fields; ++n) f.dm.fields.push_back({"Field " + std::to_string(n), Variant("v")});
     // Shape 1 of every slide is named like the first field, shape 2 like a control field.

@@ -4,9 +4,10 @@
 #include <cstdint>
 #include <stdexcept>
 
-#include "automation/guarded.h"
 #include "automation/image_size.h"
+#include "foundation/guarded.h"
 #include "foundation/log.h"
+#include "platform/office_constants.h"
 
 namespace quillorn::automation {
 namespace {
@@ -15,20 +16,18 @@ using foundation::LogTrace;
 using platform::Variant;
 using I = std::int32_t;
 
-constexpr I kMsoThemeColorText2 = 15;
-constexpr I kMsoLineDash = 4;
 
 void MakePlaceholder(const Variant& shape) {
   shape.Get("TextFrame").Get("TextRange").Put("Text", Variant(kLogoPlaceholderText));
   shape.Put("Width", Variant(shape.Get("Height").AsDouble() * 2));
   Variant fill = shape.Get("Fill");
   Variant fore = fill.Get("ForeColor");
-  fore.Put("ObjectThemeColor", Variant(kMsoThemeColorText2));
+  fore.Put("ObjectThemeColor", Variant(platform::kMsoThemeColorText2));
   fore.Put("TintAndShade", Variant(0.8));
   fill.Call("Solid");
   Variant line = shape.Get("Line");
   line.Put("Visible", Variant(true));
-  line.Put("DashStyle", Variant(kMsoLineDash));
+  line.Put("DashStyle", Variant(platform::kMsoLineDash));
   line.Get("ForeColor").Put("TintAndShade", Variant(0.4));
 }
 
@@ -76,7 +75,7 @@ void UpdateLogoShapes(const Variant& shapes, const std::string& file) {
 bool IsLogoShapeName(std::string_view name) { return name.substr(0, 6) == kLogoShapePrefix; }
 
 void UpdateLogo(const Variant& Doc, const std::string& LogoFile) {
-  Guarded("in UpdateLogo", [&] {
+  foundation::Guarded("in UpdateLogo", [&] {
     LogTrace("UpdateLogo file: ", LogoFile);
     Variant section = Doc.Get("Sections").Get("Item", {I{1}});
     // A header's Shapes covers the shapes of every header and footer.

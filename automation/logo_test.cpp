@@ -13,7 +13,7 @@
 namespace quillorn::automation {
 namespace {
 
-using hostsim::HostKind;
+using platform::HostType;
 using hostsim::ShapeList;
 using hostsim::ShapeModel;
 using testing::LogCapture;
@@ -47,7 +47,7 @@ class LogoTest : public ::testing::Test {
   hostsim::SectionModel& Section(std::size_t i) { return *word.model->sections[i]; }
 
   foundation::testing::TempFolder folder;
-  OpenDoc word{HostKind::Word};
+  OpenDoc word{HostType::ohaWord};
 };
 
 TEST_F(LogoTest, WithoutLogoEveryLogoShapeBecomesThePlaceholder) {
@@ -160,7 +160,7 @@ TEST_F(LogoTest, UnreadablePicturesAndFailures) {
   }
   // A workbook handed in by mistake.
   LogCapture log;
-  OpenDoc book(HostKind::Excel);
+  OpenDoc book(HostType::ohaExcel);
   UpdateLogo(book.doc, "");
   EXPECT_EQ(log.ExceptionTexts(), std::vector<std::string>{"in UpdateLogo"});
 }

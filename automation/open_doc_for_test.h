@@ -5,26 +5,16 @@
 #include <memory>
 #include <string>
 
-#include "automation/host_type.h"
+#include "automation/file_type.h"
 #include "hostsim/hosts.h"
 #include "hostsim/model.h"
 #include "platform/variant.h"
 
 namespace quillorn::automation::testing {
 
-inline HostType HostTypeOf(hostsim::HostKind kind) {
-  switch (kind) {
-    case hostsim::HostKind::Word: return HostType::ohaWord;
-    case hostsim::HostKind::Excel: return HostType::ohaExcel;
-    case hostsim::HostKind::PowerPoint: return HostType::ohaPowerPoint;
-    case hostsim::HostKind::Publisher: return HostType::ohaPublisher;
-  }
-  return HostType::ohaWord;
-}
-
 struct OpenDoc {
-  explicit OpenDoc(hostsim::HostKind kind, const std::string& path = {})
-      : host(hostsim::CreateHost(kind)), type(HostTypeOf(kind)) {
+  explicit OpenDoc(platform::HostType kind, const std::string& path = {})
+      : host(hostsim::CreateHost(kind)), type(kind) {
     model = path.empty() ? host->Add() : host->Open(path);
     doc = platform::Variant(host->Wrap(model));
   }

@@ -1,7 +1,8 @@
 #include "automation/protection.h"
 
-#include "automation/guarded.h"
+#include "foundation/guarded.h"
 #include "foundation/log.h"
+#include "platform/office_constants.h"
 
 namespace quillorn::automation {
 
@@ -10,12 +11,12 @@ using platform::Variant;
 using I = std::int32_t;
 
 void ProtectDocument(HostType host, const Variant& Doc) {
-  Guarded("PROC: ProtectDocument", [&] {
+  foundation::Guarded("PROC: ProtectDocument", [&] {
     LogTrace("ProtectDocument", "");
     switch (host) {
       case HostType::ohaWord:
         // NoReset: form fields keep what the user typed into them.
-        Doc.Call("Protect", {kWdAllowOnlyFormFields, true, kProtectionPassword});
+        Doc.Call("Protect", {platform::kWdAllowOnlyFormFields, true, kProtectionPassword});
         break;
       case HostType::ohaExcel: {
         Variant sheets = Doc.Get("Worksheets");
@@ -35,10 +36,10 @@ void ProtectDocument(HostType host, const Variant& Doc) {
 
 bool UnprotectDocument(HostType host, const Variant& Doc, bool READ_ONLY) {
   bool result = READ_ONLY;
-  Quietly([&] {
+  foundation::Quietly([&] {
     switch (host) {
       case HostType::ohaWord:
-        result = Doc.Get("ProtectionType").AsInt() != kWdNoProtection;
+        result = Doc.Get("ProtectionType").AsInt() != platform::kWdNoProtection;
         LogTrace("UnprotectDocument", "");
         Doc.Call("Unprotect", {kProtectionPassword});
         break;

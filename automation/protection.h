@@ -6,15 +6,14 @@
 
 #include <cstdint>
 
-#include "automation/host_type.h"
+#include "automation/file_type.h"
+#include "platform/office_constants.h"
 #include "platform/variant.h"
 
 namespace quillorn::automation {
 
 inline constexpr char kProtectionPassword[] = "ZTRshelter";
 
-inline constexpr std::int32_t kWdAllowOnlyFormFields = 2;
-inline constexpr std::int32_t kWdNoProtection = -1;
 
 void ProtectDocument(HostType host, const platform::Variant& Doc);
 

@@ -15,7 +15,7 @@ namespace quillorn::automation {
 namespace {
 
 using hostsim::DocumentModel;
-using hostsim::HostKind;
+using platform::HostType;
 using testing::LogCapture;
 using testing::OpenDoc;
 
@@ -26,12 +26,12 @@ void ProtectWord(OpenDoc& o, const std::string& password) {
 
 TEST(ProtectionTest, ProtectLocksEachHostItsWay) {
   LogCapture log(true);
-  OpenDoc word(HostKind::Word);
+  OpenDoc word(HostType::ohaWord);
   ProtectDocument(word.type, word.doc);
   EXPECT_EQ(word.model->protection_type, 2);
   EXPECT_EQ(word.model->protection_password, "ZTRshelter");
 
-  OpenDoc book(HostKind::Excel);
+  OpenDoc book(HostType::ohaExcel);
   book.model->sheets[1]->is_chart = true;  // chart sheets are no worksheets
   ProtectDocument(book.type, book.doc);
   EXPECT_TRUE(book.model->sheets[0]->protected_);
@@ -40,7 +40,7 @@ TEST(ProtectionTest, ProtectLocksEachHostItsWay) {
   EXPECT_TRUE(book.model->protect_structure);
   EXPECT_EQ(book.model->workbook_password, "ZTRshelter");
 
-  OpenDoc ppt(HostKind::PowerPoint);
+  OpenDoc ppt(HostType::ohaPowerPoint);
   ProtectDocument(ppt.type, ppt.doc);
   EXPECT_TRUE(ppt.model->final);
   EXPECT_EQ(log.Traces(), std::vector<std::string>(3, "ProtectDocument\t"));
@@ -58,7 +58,7 @@ TEST(ProtectionTest, ProtectLocksEachHostItsWay) {
 TEST(ProtectionTest, UnprotectReportsWhetherTheDocumentWasProtected) {
   struct Case {
     const char* what;
-    HostKind kind;
+    HostType kind;
     std::function<void(OpenDoc&)> setup;
     bool read_only;
     bool expected;
@@ -70,27 +70,27 @@ TEST(ProtectionTest, UnprotectReportsWhetherTheDocumentWasProtected) {
     for (const auto& s : d.sheets) EXPECT_FALSE(s->protected_) << s->name;
   };
   const std::vector<Case> cases = {
-      {"Word unprotected: Word's refusal leaves no record", HostKind::Word, nothing, true, false,
+      {"Word unprotected: Word's refusal leaves no record", HostType::ohaWord, nothing, true, false,
        [](const DocumentModel& d) { EXPECT_EQ(d.protection_type, -1); }},
-      {"Word protected by us", HostKind::Word, [](OpenDoc& o) { ProtectWord(o, "ZTRshelter"); }, false, true,
+      {"Word protected by us", HostType::ohaWord, [](OpenDoc& o) { ProtectWord(o, "ZTRshelter"); }, false, true,
        [](const DocumentModel& d) { EXPECT_EQ(d.protection_type, -1); }},
-      {"Word protected by someone else stays protected", HostKind::Word,
+      {"Word protected by someone else stays protected", HostType::ohaWord,
        [](OpenDoc& o) { ProtectWord(o, "other"); }, false, true,
        [](const DocumentModel& d) { EXPECT_EQ(d.protection_type, 2); }},
-      {"Word gone before ProtectionType: READ_ONLY", HostKind::Word, close, true, true, nullptr},
-      {"Word gone, not read-only", HostKind::Word, close, false, false, nullptr},
-      {"Excel protected workbook and sheets", HostKind::Excel,
+      {"Word gone before ProtectionType: READ_ONLY", HostType::ohaWord, close, true, true, nullptr},
+      {"Word gone, not read-only", HostType::ohaWord, close, false, false, nullptr},
+      {"Excel protected workbook and sheets", HostType::ohaExcel,
        [](OpenDoc& o) { ProtectDocument(o.type, o.doc); }, false, true,
        [&](const DocumentModel& d) {
          EXPECT_FALSE(d.protect_structure);
          sheets_unprotected(d);
        }},
-      {"Excel sheets only: false, and the sheets are unprotected all the same", HostKind::Excel,
+      {"Excel sheets only: false, and the sheets are unprotected all the same", HostType::ohaExcel,
        [](OpenDoc& o) {
          for (auto& s : o.model->sheets) s->protected_ = true, s->password = "ZTRshelter";
        },
        true, false, sheets_unprotected},
-      {"Excel workbook under another password: the sheets stay", HostKind::Excel,
+      {"Excel workbook under another password: the sheets stay", HostType::ohaExcel,
        [](OpenDoc& o) {
          o.model->protect_structure = true;
          o.model->workbook_password = "other";
@@ -99,10 +99,10 @@ TEST(ProtectionTest, UnprotectReportsWhetherTheDocumentWasProtected) {
        },
        false, true,
        [](const DocumentModel& d) { EXPECT_TRUE(d.protect_structure && d.sheets[0]->protected_); }},
-      {"PowerPoint final but not read-only", HostKind::PowerPoint, [](OpenDoc& o) { o.model->final = true; },
+      {"PowerPoint final but not read-only", HostType::ohaPowerPoint, [](OpenDoc& o) { o.model->final = true; },
        false, false, [](const DocumentModel& d) { EXPECT_FALSE(d.final); }},
-      {"PowerPoint read-only but not final", HostKind::PowerPoint, nothing, true, true, nullptr},
-      {"Publisher repeats READ_ONLY", HostKind::Publisher, nothing, true, true, nullptr},
+      {"PowerPoint read-only but not final", HostType::ohaPowerPoint, nothing, true, true, nullptr},
+      {"Publisher repeats READ_ONLY", HostType::ohaPublisher, nothing, true, true, nullptr},
   };
   for (const auto& c : cases) {
     SCOPED_TRACE(c.what);
@@ -116,14 +116,14 @@ TEST(ProtectionTest, UnprotectReportsWhetherTheDocumentWasProtected) {
     // Only the hosts with a password trace, and only once they got past the first read.
     const auto& open = o.host->Documents();
     const bool gone = std::find(open.begin(), open.end(), o.model) == open.end();
-    const bool traced = (c.kind == HostKind::Word || c.kind == HostKind::Excel) && !gone;
+    const bool traced = (c.kind == HostType::ohaWord || c.kind == HostType::ohaExcel) && !gone;
     EXPECT_EQ(log.Traces(), std::vector<std::string>(traced ? 1 : 0, "UnprotectDocument\t"));
   }
 }
 
 TEST(TrackChangesTest, WordSwitchesTrackingAndHidesMarks) {
   LogCapture log;
-  OpenDoc word(HostKind::Word);
+  OpenDoc word(HostType::ohaWord);
   word.model->revisions_view = 1;
   EnableTrackChanges(word.type, word.doc);
   EXPECT_TRUE(word.model->track_revisions);
@@ -146,14 +146,14 @@ TEST(TrackChangesTest, OtherHostsAreNotTouchedAndWordFailuresAreLogged) {
                         Case{HideTrackingChanges, "PROC: HideTrackingChanges"}}) {
     SCOPED_TRACE(c.text);
     LogCapture log(true);
-    for (HostKind kind : {HostKind::Excel, HostKind::PowerPoint}) {
+    for (HostType kind : {HostType::ohaExcel, HostType::ohaPowerPoint}) {
       OpenDoc o(kind);
       o.host->ResetCallCounts();
       c.routine(o.type, o.doc);
       EXPECT_EQ(o.host->TotalCalls(), 0u);
     }
     EXPECT_TRUE(log.Traces().empty());
-    OpenDoc gone(HostKind::Word);
+    OpenDoc gone(HostType::ohaWord);
     gone.Close();
     c.routine(gone.type, gone.doc);
     EXPECT_EQ(log.ExceptionTexts(), std::vector<std::string>{c.text});

@@ -3,10 +3,11 @@
 #include <filesystem>
 #include <system_error>
 
-#include "automation/guarded.h"
 #include "automation/stamp_metafile.h"
+#include "foundation/guarded.h"
 #include "foundation/log.h"
 #include "foundation/paths.h"
+#include "platform/office_constants.h"
 
 namespace quillorn::automation {
 namespace {
@@ -15,19 +16,14 @@ using foundation::LogTrace;
 using platform::Variant;
 using I = std::int32_t;
 
-constexpr I kMsoTextOrientationHorizontal = 1;
-constexpr I kWdHeaderFooterPrimary = 1;
-constexpr I kWdAlignParagraphCenter = 1;
-constexpr I kPpAlignCenter = 2;
 constexpr I kRed = 255;
-constexpr I kMsoTrue = -1;
 constexpr double kStampBandHeight = 200;
 constexpr char kHeaderPictureCode[] = "&G";
 
 // A full-width band centred on the page's height, in the given shapes.
 Variant AddStampBox(const Variant& shapes, double page_height, double page_width, const char* name,
                     const std::string& text, I alignment, I size) {
-  Variant box = shapes.Call("AddTextBox", {kMsoTextOrientationHorizontal, 0.0, page_height / 2 - 100, page_width,
+  Variant box = shapes.Call("AddTextBox", {platform::kMsoTextOrientationHorizontal, 0.0, page_height / 2 - 100, page_width,
                                            kStampBandHeight});
   box.Put("Name", Variant(name));
   Variant text_range = box.Get("TextFrame").Get("TextRange");
@@ -37,35 +33,35 @@ Variant AddStampBox(const Variant& shapes, double page_height, double page_width
   Variant font = text_range.Get("Font");
   font.Put("Color", Variant(kRed));
   font.Put("Size", Variant(size));
-  font.Put("Bold", Variant(kMsoTrue));
+  font.Put("Bold", Variant(platform::kMsoTrue));
   return box;
 }
 
 void StampWord(const Variant& Doc, const std::string& text) {
-  Quietly([&] {
-    Doc.Get("Sections").Get("item", {I{1}}).Get("footers").Get("item", {kWdHeaderFooterPrimary})
+  foundation::Quietly([&] {
+    Doc.Get("Sections").Get("item", {I{1}}).Get("footers").Get("item", {platform::kWdHeaderFooterPrimary})
         .Get("Shapes").Get("item", {kStampShapeName}).Call("Delete");
   });
   if (text.empty()) return;
-  Variant shapes = Doc.Get("Sections").Get("item", {I{1}}).Get("Footers").Get("item", {kWdHeaderFooterPrimary})
+  Variant shapes = Doc.Get("Sections").Get("item", {I{1}}).Get("Footers").Get("item", {platform::kWdHeaderFooterPrimary})
                        .Get("Shapes");
   Variant page_setup = Doc.Get("PageSetup");
   const double height = page_setup.Get("PageHeight").AsDouble();
   const double width = page_setup.Get("PageWidth").AsDouble();
-  AddStampBox(shapes, height, width, kStampShapeName, text, kWdAlignParagraphCenter, I{64});
+  AddStampBox(shapes, height, width, kStampShapeName, text, platform::kWdAlignParagraphCenter, I{64});
 }
 
 void StampPowerPoint(const Variant& Doc, const std::string& text) {
-  Quietly([&] { Doc.Get("TitleMaster").Get("Shapes").Get("item", {kStampShapeName}).Call("Delete"); });
-  Quietly([&] { Doc.Get("SlideMaster").Get("Shapes").Get("item", {kStampShapeName2}).Call("Delete"); });
+  foundation::Quietly([&] { Doc.Get("TitleMaster").Get("Shapes").Get("item", {kStampShapeName}).Call("Delete"); });
+  foundation::Quietly([&] { Doc.Get("SlideMaster").Get("Shapes").Get("item", {kStampShapeName2}).Call("Delete"); });
   if (text.empty()) return;
   // The title master stays once added, also when the stamp is taken off again.
   if (!Doc.Get("HasTitleMaster").AsBool()) Doc.Call("AddTitleMaster");
   Variant page_setup = Doc.Get("PageSetup");
   const double height = page_setup.Get("SlideHeight").AsDouble();
   const double width = page_setup.Get("SlideWidth").AsDouble();
-  AddStampBox(Doc.Get("TitleMaster").Get("Shapes"), height, width, kStampShapeName, text, kPpAlignCenter, I{72});
-  AddStampBox(Doc.Get("SlideMaster").Get("Shapes"), height, width, kStampShapeName2, text, kPpAlignCenter, I{72});
+  AddStampBox(Doc.Get("TitleMaster").Get("Shapes"), height, width, kStampShapeName, text, platform::kPpAlignCenter, I{72});
+  AddStampBox(Doc.Get("SlideMaster").Get("Shapes"), height, width, kStampShapeName2, text, platform::kPpAlignCenter, I{72});
 }
 
 void StampExcel(const Variant& Doc, const std::string& text) {
@@ -127,18 +123,18 @@ std::string StampPicturePath(std::string_view FullName) {
 
 void StampDocument(HostType host, const StampRecord& record, std::int64_t /*DocID*/, const Variant& Doc,
                    bool Controlled, bool Printing) {
-  Guarded("PROC: StampDocument", [&] {
+  foundation::Guarded("PROC: StampDocument", [&] {
     const std::string text = StampTextFor(record, Controlled, Printing);
     LogTrace("Stamp", "stampText: " + text);
     switch (host) {
       case HostType::ohaWord:
-        Guarded("PROC: StampDocument {for WORD}", [&] { StampWord(Doc, text); });
+        foundation::Guarded("PROC: StampDocument {for WORD}", [&] { StampWord(Doc, text); });
         break;
       case HostType::ohaPowerPoint:
-        Guarded("PROC: StampDocument {for POWERPOINT}", [&] { StampPowerPoint(Doc, text); });
+        foundation::Guarded("PROC: StampDocument {for POWERPOINT}", [&] { StampPowerPoint(Doc, text); });
         break;
       case HostType::ohaExcel:
-        Guarded("PROC: StampDocument {for EXCEL}", [&] { StampExcel(Doc, text); });
+        foundation::Guarded("PROC: StampDocument {for EXCEL}", [&] { StampExcel(Doc, text); });
         break;
       default:
         break;

@@ -14,7 +14,7 @@
 namespace quillorn::automation {
 namespace {
 
-using hostsim::HostKind;
+using platform::HostType;
 using hostsim::ShapeModel;
 using testing::LogCapture;
 using testing::OpenDoc;
@@ -101,7 +101,7 @@ void ExpectBand(const ShapeModel& s, const char* name, const char* text, double 
 
 TEST(StampDocumentTest, WordFooterBandIsReplacedAndRemoved) {
   LogCapture log(true);
-  OpenDoc word(HostKind::Word);
+  OpenDoc word(HostType::ohaWord);
   auto& footer = word.model->sections[0]->footers[0].story.shapes;
   footer.push_back(std::make_shared<ShapeModel>());
   footer[0]->name = "Footer note";
@@ -123,7 +123,7 @@ TEST(StampDocumentTest, WordFooterBandIsReplacedAndRemoved) {
 
 TEST(StampDocumentTest, PowerPointMastersGetBothBoxesAndKeepTheAddedTitleMaster) {
   LogCapture log;
-  OpenDoc ppt(HostKind::PowerPoint);
+  OpenDoc ppt(HostType::ohaPowerPoint);
   // Taking a stamp off adds no title master, but the slide master's stamp goes.
   ppt.model->slide_master_shapes.push_back(std::make_shared<ShapeModel>());
   ppt.model->slide_master_shapes[0]->name = "CMSstamp2";
@@ -149,7 +149,7 @@ TEST(StampDocumentTest, PowerPointMastersGetBothBoxesAndKeepTheAddedTitleMaster)
 TEST(StampDocumentTest, ExcelCentreHeadersGetThePictureAndRemovalBlanksThem) {
   LogCapture log;
   foundation::testing::TempFolder folder;
-  OpenDoc book(HostKind::Excel, (folder.Path() / "Budget.xlsx").string());
+  OpenDoc book(HostType::ohaExcel, (folder.Path() / "Budget.xlsx").string());
   const std::string picture = (folder.Path() / "Budget.wmf").string();
   book.model->sheets[2]->is_chart = true;  // chart sheets count as sheets
   book.model->sheets[1]->center_header = "Page &P";
@@ -174,7 +174,7 @@ TEST(StampDocumentTest, ExcelCentreHeadersGetThePictureAndRemovalBlanksThem) {
   EXPECT_TRUE(log.ExceptionTexts().empty());
 
   // A folder that can't take the picture: no sheet is stamped.
-  OpenDoc nowhere(HostKind::Excel, (folder.Path() / "missing folder" / "Budget.xlsx").string());
+  OpenDoc nowhere(HostType::ohaExcel, (folder.Path() / "missing folder" / "Budget.xlsx").string());
   StampDocument(nowhere.type, kDraft, 0, nowhere.doc, false, true);
   EXPECT_EQ(log.ExceptionTexts(), std::vector<std::string>{"PROC: StampDocument {for EXCEL}"});
   for (const auto& sheet : nowhere.model->sheets) EXPECT_EQ(sheet->center_header, "") << sheet->name;
@@ -182,12 +182,12 @@ TEST(StampDocumentTest, ExcelCentreHeadersGetThePictureAndRemovalBlanksThem) {
 
 TEST(StampDocumentTest, EachHostsFailureIsLoggedUnderItsOwnText) {
   struct Case {
-    HostKind kind;
+    HostType kind;
     const char* expected;
   };
-  for (const Case& c : {Case{HostKind::Word, "PROC: StampDocument {for WORD}"},
-                        Case{HostKind::PowerPoint, "PROC: StampDocument {for POWERPOINT}"},
-                        Case{HostKind::Excel, "PROC: StampDocument {for EXCEL}"}}) {
+  for (const Case& c : {Case{HostType::ohaWord, "PROC: StampDocument {for WORD}"},
+                        Case{HostType::ohaPowerPoint, "PROC: StampDocument {for POWERPOINT}"},
+                        Case{HostType::ohaExcel, "PROC: StampDocument {for EXCEL}"}}) {
     SCOPED_TRACE(c.expected);
     LogCapture log;
     OpenDoc gone(c.kind);
@@ -195,7 +195,7 @@ TEST(StampDocumentTest, EachHostsFailureIsLoggedUnderItsOwnText) {
     StampDocument(gone.type, kDraft, 0, gone.doc, false, true);
     EXPECT_EQ(log.ExceptionTexts(), std::vector<std::string>{c.expected});
     // Taking a stamp off a document that is gone: the absent stamp is no failure.
-    if (c.kind != HostKind::Excel) {
+    if (c.kind != HostType::ohaExcel) {
       log.Clear();
       StampDocument(gone.type, kDraft, 0, gone.doc, true, false);
       EXPECT_TRUE(log.ExceptionTexts().empty());
@@ -203,10 +203,10 @@ TEST(StampDocumentTest, EachHostsFailureIsLoggedUnderItsOwnText) {
   }
   // A workbook while the host is Word fails in the Word branch; Publisher does nothing.
   LogCapture log;
-  OpenDoc book(HostKind::Excel);
+  OpenDoc book(HostType::ohaExcel);
   StampDocument(HostType::ohaWord, kDraft, 0, book.doc, false, true);
   EXPECT_EQ(log.ExceptionTexts(), std::vector<std::string>{"PROC: StampDocument {for WORD}"});
-  OpenDoc pub(HostKind::Publisher);
+  OpenDoc pub(HostType::ohaPublisher);
   pub.host->ResetCallCounts();
   StampDocument(pub.type, kDraft, 0, pub.doc, false, true);
   EXPECT_EQ(pub.host->TotalCalls(), 0u);

@@ -21,7 +21,7 @@ namespace quillorn::automation {
 namespace {
 
 namespace fs = std::filesystem;
-using hostsim::HostKind;
+using platform::HostType;
 using platform::ModalResult;
 
 // Hands out a fresh copy of the stored template each time, as the data module's
@@ -65,11 +65,11 @@ struct HostAndTemplate {
   std::shared_ptr<hostsim::DocumentModel> doc;
   FakeTemplates dm;
 
-  explicit HostAndTemplate(HostKind kind) : host(hostsim::CreateHost(kind)), app(host->Application()) {
+  explicit HostAndTemplate(HostType kind) : host(hostsim::CreateHost(kind)), app(host->Application()) {
     dm.folder = log.Folder().Path();
     doc = host->Open((log.Folder().Path() / "document.docx").string());
-    if (kind == HostKind::Word) {
-      auto t = hostsim::NewDocumentModel(HostKind::Word);
+    if (kind == HostType::ohaWord) {
+      auto t = hostsim::NewDocumentModel(HostType::ohaWord);
       t->sections[0]->headers[0].story.text = "Template header\r";
       t->sections[0]->headers[0].created = true;
       t->sections[0]->page_setup.top_margin = 20;
@@ -84,10 +84,7 @@ struct HostAndTemplate {
     }
   }
   TemplateContext Context() {
-    HostType h = host->Kind() == HostKind::Word         ? HostType::ohaWord
-                 : host->Kind() == HostKind::PowerPoint ? HostType::ohaPowerPoint
-                                                        : HostType::ohaExcel;
-    return TemplateContext{dm, h, app};
+    return TemplateContext{dm, host->Kind(), app};
   }
   bool LeftoverFiles() const {
     for (const auto& e : fs::directory_iterator(log.Folder().Path())) {
@@ -112,7 +109,7 @@ TEST(MergeWordTemplateTest, WholeMergeAndItsSwitches) {
   };
   for (const auto& c : cases) {
     SCOPED_TRACE(c.what);
-    HostAndTemplate s(HostKind::Word);
+    HostAndTemplate s(HostType::ohaWord);
     if (!c.keep.empty()) s.dm.codes["TEMPLATE_SETTNG/KEEP_PG_FORMAT:77"] = c.keep;
     s.doc->revisions_view = c.old_view;
     s.doc->track_revisions = c.tracking_before;
@@ -168,7 +165,7 @@ TEST(MergeWordTemplateTest, FailuresAndTheMissingTemplate) {
   // clang-format on
   for (const auto& c : cases) {
     SCOPED_TRACE(c.what);
-    HostAndTemplate s(HostKind::Word);
+    HostAndTemplate s(HostType::ohaWord);
     c.prepare(s);
     auto ctx = s.Context();
     EXPECT_EQ(MergeActiveWordDocumentWithTemplate(ctx, 77, true, true, true), c.result);
@@ -190,7 +187,7 @@ TEST(MergePowerPointTemplateTest, AppliesOnTheActivePresentation) {
        {Case{"applied", true, false, true, {}}, Case{"no template", false, false, false, {}},
         Case{"PowerPoint gone", true, true, false, {"\"proc: MergeActiveppDocumentWithTemplate\""}}}) {
     SCOPED_TRACE(c.what);
-    HostAndTemplate s(HostKind::PowerPoint);
+    HostAndTemplate s(HostType::ohaPowerPoint);
     if (!c.stored) s.dm.master.clear();
     if (c.quit) s.host->Quit();
     auto ctx = s.Context();
@@ -252,7 +249,7 @@ TEST(ApplyTemplateCommandTest, Flows) {
   const std::string applying = "Applying selected template ...|0";
   struct Case {
     const char* what;
-    HostKind kind;
+    HostType kind;
     bool cached, online, stored;
     std::map<std::string, std::string> boxes;  // what the user sets in the options dialog
     std::vector<C> cursors;
@@ -266,19 +263,19 @@ TEST(ApplyTemplateCommandTest, Flows) {
   const std::map<std::string, std::string> both_off = {{"oHeader", "False"}, {"oFooter", "False"}};
   // clang-format off
   const std::vector<Case> cases = {
-      {"not cached and offline: warning only", HostKind::Word, false, false, true, {},
+      {"not cached and offline: warning only", HostType::ohaWord, false, false, true, {},
        none, offline, K::Warning, false, ""},
-      {"not cached but online: applied", HostKind::Word, false, true, true, {},
+      {"not cached but online: applied", HostType::ohaWord, false, true, true, {},
        full, "", K::Error, true, applying},
-      {"every box cleared: nothing happens", HostKind::Word, true, false, true, both_off,
+      {"every box cleared: nothing happens", HostType::ohaWord, true, false, true, both_off,
        shut, "", K::Error, false, ""},
-      {"no template file: the problem message", HostKind::Word, true, false, false, {{"oStyles", "True"}},
+      {"no template file: the problem message", HostType::ohaWord, true, false, false, {{"oStyles", "True"}},
        full, problem, K::Error, false, applying},
-      {"PowerPoint: no dialog", HostKind::PowerPoint, true, false, true, {},
+      {"PowerPoint: no dialog", HostType::ohaPowerPoint, true, false, true, {},
        full, "", K::Error, true, "|1"},
-      {"PowerPoint without a file", HostKind::PowerPoint, true, false, false, {},
+      {"PowerPoint without a file", HostType::ohaPowerPoint, true, false, false, {},
        full, problem, K::Error, false, "|1"},
-      {"Excel: nothing applied", HostKind::Excel, true, false, true, {},
+      {"Excel: nothing applied", HostType::ohaExcel, true, false, true, {},
        shut, "", K::Error, false, ""},
   };
   // clang-format on
@@ -291,7 +288,7 @@ TEST(ApplyTemplateCommandTest, Flows) {
     std::string status;
     s.dm.on_fetch = [&] { status = s.host->status_bar + "|" + (s.host->screen_updating ? "1" : "0"); };
     WatchingPrompts prompts;
-    if (c.kind == HostKind::Word && (c.cached || c.online)) {
+    if (c.kind == HostType::ohaWord && (c.cached || c.online)) {
       prompts.script.AnswerDialog({"TTemplateOptions", {c.boxes.begin(), c.boxes.end()}, "Apply"});
     }
     if (!c.message.empty()) prompts.script.Answer({ModalResult::mrOk, c.message, c.message_kind});
@@ -311,7 +308,7 @@ TEST(ApplyTemplateCommandTest, Flows) {
                             "select doc_no from templates where (source is not null) and doc_no=9"});
     EXPECT_EQ(s.host->status_bar, "");
     EXPECT_TRUE(s.host->screen_updating);
-    if (c.kind == HostKind::Word && !c.cursors.empty()) {
+    if (c.kind == HostType::ohaWord && !c.cursors.empty()) {
       EXPECT_EQ(prompts.dialog_left, std::optional<int>(740));
     }
   }

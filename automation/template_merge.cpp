@@ -9,7 +9,9 @@
 
 #include "automation/document_fields.h"
 #include "automation/track_changes.h"
+#include "foundation/guarded.h"
 #include "foundation/log.h"
+#include "platform/office_constants.h"
 
 namespace quillorn::automation {
 namespace {
@@ -18,10 +20,6 @@ using foundation::LogException;
 using foundation::LogTrace;
 using I = std::int32_t;
 
-constexpr I kWdHeaderFooterPrimary = 1;
-constexpr I kWdHeaderFooterFirstPage = 2;
-constexpr I kWdFormatXMLTemplate = 14;
-constexpr I kWdDoNotSaveChanges = 0;
 // Documents.Open(FileName, ConfirmConversions, ReadOnly, AddToRecentFiles, ...,
 // Visible): the places of the arguments passed, the rest left out.
 constexpr std::size_t kOpenAddToRecentFiles = 3;
@@ -41,7 +39,7 @@ Variant OpenInvisible(const Variant& documents, const std::string& file, bool no
 }
 
 void CloseWithoutSaving(const Variant& doc) {
-  doc.Call("Close", {Variant(kWdDoNotSaveChanges)});
+  doc.Call("Close", {Variant(platform::kWdDoNotSaveChanges)});
 }
 
 void DeleteFileQuietly(const std::string& path) {
@@ -60,24 +58,24 @@ struct Transfer {
 };
 
 const Transfer kFirstPageHeader{
-    true, kWdHeaderFooterFirstPage,
+    true, platform::kWdHeaderFooterFirstPage,
     "wdHeaderFooterFirstPage=> Headers.Item(wdHeaderFooterFirstPage).Range.Copy",
     "wdHeaderFooterFirstPage=> "
     "Headers.Item(wdHeaderFooterFirstPage).Range.PasteAndFormat(wdFormatOriginalFormatting)",
     "wdHeaderFooterFirstPage=> Range.Characters.Delete"};
 const Transfer kPrimaryHeader{
-    true, kWdHeaderFooterPrimary, "wdHeaderFooterPrimary=> Headers.Item(wdHeaderFooterPrimary).Range.Copy",
+    true, platform::kWdHeaderFooterPrimary, "wdHeaderFooterPrimary=> Headers.Item(wdHeaderFooterPrimary).Range.Copy",
     "wdHeaderFooterPrimary=> "
     "Headers.Item(wdHeaderFooterPrimary).Range.PasteAndFormat(wdFormatOriginalFormatting)",
     "wdHeaderFooterPrimary=> Range.Characters.Delete"};
 const Transfer kFirstPageFooter{
-    false, kWdHeaderFooterFirstPage,
+    false, platform::kWdHeaderFooterFirstPage,
     "wdHeaderFooterFirstPage=> Headers.Item(wdHeaderFooterFirstPage).Range.Copy",
     "wdHeaderFooterFirstPage=> "
     "Footers.Item(wdHeaderFooterFirstPage).Range.PasteAndFormat(wdFormatOriginalFormatting)",
     nullptr};
 const Transfer kPrimaryFooter{
-    false, kWdHeaderFooterPrimary, "wdHeaderFooterPrimary=> Headers.Item(wdHeaderFooterPrimary).Range.Copy",
+    false, platform::kWdHeaderFooterPrimary, "wdHeaderFooterPrimary=> Headers.Item(wdHeaderFooterPrimary).Range.Copy",
     "wdHeaderFooterPrimary=> "
     "Footers.Item(wdHeaderFooterPrimary).Range.PasteAndFormat(wdFormatOriginalFormatting)",
     nullptr};
@@ -185,7 +183,7 @@ void ApplyTemplateSytles(const Variant& Doc, const std::string& TemplateFile) {
     Variant copy = OpenInvisible(Doc.Get("Application").Get("Documents"), TemplateFile, false);
     // The name keeps the whole old file name, extension and all, before ".dotx".
     const std::string dotx = TemplateFile + ".dotx";
-    copy.Call("SaveAs", {Variant(dotx), Variant(kWdFormatXMLTemplate)});
+    copy.Call("SaveAs", {Variant(dotx), Variant(platform::kWdFormatXMLTemplate)});
     copy.Call("Close");
     // Twice on purpose: one call does not carry every style over.
     Doc.Call("CopyStylesFromTemplate", {Variant(dotx)});
@@ -221,7 +219,7 @@ bool MergeActiveWordDocumentWithTemplate(TemplateContext& ctx, std::int32_t Temp
         closed = true;
         if (Styles) ApplyTemplateSytles(doc, file);
         EnableTrackChanges(ctx.host, doc);
-        if (old_view == kWdRevisionsViewFinal) HideTrackingChanges(ctx.host, doc);
+        if (old_view == platform::kWdRevisionsViewFinal) HideTrackingChanges(ctx.host, doc);
       } catch (...) {
         if (!closed && tmpl.HasObject()) CloseWithoutSaving(tmpl);
         throw;

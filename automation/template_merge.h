@@ -8,7 +8,7 @@
 #include <string>
 
 #include "automation/doc_record_source.h"
-#include "automation/host_type.h"
+#include "automation/file_type.h"
 #include "platform/variant.h"
 
 namespace quillorn::automation {

@@ -18,7 +18,7 @@ namespace {
 
 namespace fs = std::filesystem;
 using hostsim::DocumentModel;
-using hostsim::HostKind;
+using platform::HostType;
 using hostsim::SectionModel;
 using testing::Fault;
 using testing::FaultyObject;
@@ -26,7 +26,7 @@ using I = std::int32_t;
 
 // Section n of a template: text "Tn primary" and so on, top margin 10 * n.
 std::shared_ptr<DocumentModel> TemplateModel(int sections, bool first_page) {
-  auto t = hostsim::NewDocumentModel(HostKind::Word);
+  auto t = hostsim::NewDocumentModel(HostType::ohaWord);
   t->sections.clear();
   for (int n = 1; n <= sections; ++n) {
     auto s = std::make_shared<SectionModel>();
@@ -51,7 +51,7 @@ std::shared_ptr<DocumentModel> TemplateModel(int sections, bool first_page) {
 // The document: `sections` sections whose first-page headers read "own first"
 // and whose later sections are linked to the previous one.
 struct WordPair {
-  std::shared_ptr<hostsim::SimHost> host = hostsim::CreateHost(HostKind::Word);
+  std::shared_ptr<hostsim::SimHost> host = hostsim::CreateHost(HostType::ohaWord);
   Variant app{host->Application()};
   Variant doc;
   Variant tmpl;

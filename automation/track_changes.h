@@ -5,12 +5,12 @@
 
 #include <cstdint>
 
-#include "automation/host_type.h"
+#include "automation/file_type.h"
+#include "platform/office_constants.h"
 #include "platform/variant.h"
 
 namespace quillorn::automation {
 
-inline constexpr std::int32_t kWdRevisionsViewFinal = 0;
 
 void EnableTrackChanges(HostType host, const platform::Variant& Doc);
 void DisableTrackChanges(HostType host, const platform::Variant& Doc);

@@ -12,7 +12,7 @@ namespace quillorn::automation {
 namespace {
 
 using hostsim::FieldModel;
-using hostsim::HostKind;
+using platform::HostType;
 
 FieldModel DocProperty(const std::string& name) {
   return FieldModel{85, "DOCPROPERTY \"" + name + "\"", "stale", 0};
@@ -26,7 +26,7 @@ FieldModel PageNumber() {
 // a property field, as does one in the second section's footer beside a date and
 // a page number; the body holds a page field beside a property field.
 struct WordDoc {
-  std::shared_ptr<hostsim::SimHost> host = hostsim::CreateHost(HostKind::Word);
+  std::shared_ptr<hostsim::SimHost> host = hostsim::CreateHost(HostType::ohaWord);
   Variant app{host->Application()};
   Variant doc;
   hostsim::DocumentModel* model;

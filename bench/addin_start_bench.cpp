@@ -77,7 +77,7 @@ Machine& TheMachine() {
 
 // A Word process with the add-in about to be loaded into it.
 struct Process {
-  Process() : host(quillorn::hostsim::CreateHost(quillorn::hostsim::HostKind::Word)) {
+  Process() : host(quillorn::hostsim::CreateHost(quillorn::platform::HostType::ohaWord)) {
     host->version = "16.0";
     system.module_path = TheMachine().ModulePath();
     system.local_app_data = TheMachine().LocalAppData();

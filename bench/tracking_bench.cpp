@@ -40,7 +40,7 @@ constexpr std::int32_t kDocId = 4321;
 // The module as the tracking sees it, with pane and ribbon calls that do nothing.
 class BenchSite final : public workflow::ModuleSite {
  public:
-  BenchSite() : host_(hostsim::CreateHost(hostsim::HostKind::Word)) {
+  BenchSite() : host_(hostsim::CreateHost(platform::HostType::ohaWord)) {
     root_ = fs::temp_directory_path() /
             ("quillorn-tracking-bench-" + std::to_string(std::chrono::steady_clock::now().time_since_epoch().count()));
     fs::create_directories(root_ / "Cache");

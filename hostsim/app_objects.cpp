@@ -6,6 +6,7 @@
 
 #include "hostsim/host.h"
 #include "hostsim/office_objects.h"
+#include "platform/office_constants.h"
 
 namespace quillorn::hostsim {
 
@@ -86,7 +87,7 @@ class DocumentsObject : public SimObject {
     // third too (FileName, UpdateLinks, ReadOnly), PowerPoint's the second.
     // Word's Visible is the twelfth; PowerPoint's (FileName, ReadOnly,
     // Untitled, WithWindow) has its own two.
-    const bool power_point = host.Kind() == HostKind::PowerPoint;
+    const bool power_point = host.Kind() == HostType::ohaPowerPoint;
     const std::size_t read_only_at = power_point ? 1 : 2;
     constexpr std::size_t kWordVisibleAt = 11;
     constexpr std::size_t kUntitledAt = 2;
@@ -95,7 +96,7 @@ class DocumentsObject : public SimObject {
       const std::string path = Arg(a, 0).AsString();
       if (path.empty()) RaiseHost("Open needs a file name.");
       const std::size_t visible_at = power_point ? kWithWindowAt : kWordVisibleAt;
-      const bool visible = (host.Kind() != HostKind::Word && !power_point) || !HasArg(a, visible_at) ||
+      const bool visible = (host.Kind() != HostType::ohaWord && !power_point) || !HasArg(a, visible_at) ||
                            Arg(a, visible_at).AsBool();
       const bool untitled = power_point && HasArg(a, kUntitledAt) && Arg(a, kUntitledAt).AsBool();
       return Variant(host.Wrap(
@@ -171,10 +172,10 @@ DocumentBase::DocumentBase(SimHost& host, std::shared_ptr<DocumentModel> doc, st
   }, false);
   // A fixed format (Word's 17, Excel's 57, PowerPoint's 32) is an export: a
   // stand-in file appears and the document keeps its own name and state.
-  const int fixed_format = host.Kind() == HostKind::Word         ? 17
-                           : host.Kind() == HostKind::Excel      ? 57
-                           : host.Kind() == HostKind::PowerPoint ? 32
-                                                                 : -1;
+  const int fixed_format = host.Kind() == HostType::ohaWord         ? platform::kWdFormatPDF
+                           : host.Kind() == HostType::ohaExcel      ? 57
+                           : host.Kind() == HostType::ohaPowerPoint ? platform::kPpSaveAsPDF
+                                                                    : -1;
   auto save_as = [&host, doc, fixed_format](Args a) {
     const std::string path = HasArg(a, 0) ? Arg(a, 0).AsString() : doc->full_name;
     if (HasArg(a, 1) && Arg(a, 1).AsInt() == fixed_format) {

@@ -161,22 +161,22 @@ Json PropertiesToJson(const std::vector<PropertyModel>& props) {
   return arr;
 }
 
-HostKind HostFromName(const std::string& name) {
-  if (name == "word") return HostKind::Word;
-  if (name == "excel") return HostKind::Excel;
-  if (name == "powerpoint") return HostKind::PowerPoint;
-  if (name == "publisher") return HostKind::Publisher;
+HostType HostFromName(const std::string& name) {
+  if (name == "word") return HostType::ohaWord;
+  if (name == "excel") return HostType::ohaExcel;
+  if (name == "powerpoint") return HostType::ohaPowerPoint;
+  if (name == "publisher") return HostType::ohaPublisher;
   throw std::runtime_error("not a simulated document: unknown host \"" + name + "\"");
 }
 
 }  // namespace
 
-const char* HostKindName(HostKind kind) noexcept {
+const char* HostKindName(HostType kind) noexcept {
   switch (kind) {
-    case HostKind::Word: return "word";
-    case HostKind::Excel: return "excel";
-    case HostKind::PowerPoint: return "powerpoint";
-    case HostKind::Publisher: return "publisher";
+    case HostType::ohaWord: return "word";
+    case HostType::ohaExcel: return "excel";
+    case HostType::ohaPowerPoint: return "powerpoint";
+    case HostType::ohaPublisher: return "publisher";
   }
   return "word";
 }
@@ -279,12 +279,12 @@ std::string DocumentToJson(const DocumentModel& doc) {
   return root.Dump();
 }
 
-std::shared_ptr<DocumentModel> DocumentFromJson(const std::string& text, HostKind expected) {
+std::shared_ptr<DocumentModel> DocumentFromJson(const std::string& text, HostType expected) {
   Json root = Json::Parse(text);
   if (root.type() != Json::Type::Object || !root.Has("host")) {
     throw std::runtime_error("not a simulated document");
   }
-  HostKind kind = HostFromName(root["host"].AsString());
+  HostType kind = HostFromName(root["host"].AsString());
   if (kind != expected) {
     throw std::runtime_error(std::string("a ") + HostKindName(kind) + " document cannot be opened by " +
                              HostKindName(expected));
@@ -364,7 +364,7 @@ std::shared_ptr<DocumentModel> DocumentFromJson(const std::string& text, HostKin
   return doc;
 }
 
-std::shared_ptr<DocumentModel> LoadDocumentFile(const std::string& path, HostKind host) {
+std::shared_ptr<DocumentModel> LoadDocumentFile(const std::string& path, HostType host) {
   std::error_code ec;
   if (!std::filesystem::exists(path, ec) || std::filesystem::file_size(path, ec) == 0) {
     auto doc = NewDocumentModel(host);

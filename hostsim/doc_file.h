@@ -16,13 +16,13 @@ namespace quillorn::hostsim {
 // "mainStory", "sheets", "names", "slides", "titleMaster", "slideMaster"...
 std::string DocumentToJson(const DocumentModel& doc);
 // Raises std::runtime_error for text that is not a simulated document.
-std::shared_ptr<DocumentModel> DocumentFromJson(const std::string& text, HostKind expected);
+std::shared_ptr<DocumentModel> DocumentFromJson(const std::string& text, HostType expected);
 
 // Reads or writes a file. A missing file or an empty one gives a new empty
 // document of the host's kind; an unreadable one raises std::runtime_error.
-std::shared_ptr<DocumentModel> LoadDocumentFile(const std::string& path, HostKind host);
+std::shared_ptr<DocumentModel> LoadDocumentFile(const std::string& path, HostType host);
 void SaveDocumentFile(const DocumentModel& doc, const std::string& path);
 
-const char* HostKindName(HostKind kind) noexcept;
+const char* HostKindName(HostType kind) noexcept;
 
 }  // namespace quillorn::hostsim

@@ -29,7 +29,7 @@ class ExcelHost : public SimHost {
   void FireQuit() override;
 
  private:
-  ExcelHost() : SimHost(HostKind::Excel) {}
+  ExcelHost() : SimHost(HostType::ohaExcel) {}
   ExcelEvents* sink_ = nullptr;
 };
 

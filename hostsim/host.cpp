@@ -21,7 +21,22 @@ std::string FolderOf(std::string_view path) {
   return pos == std::string_view::npos ? std::string() : std::string(path.substr(0, pos));
 }
 
-SimHost::SimHost(HostKind kind) : kind_(kind) {}
+namespace {
+
+// What a new document is called before its first save, as each host names it.
+std::string UntitledBase(HostType kind) {
+  switch (kind) {
+    case HostType::ohaExcel: return "Book";
+    case HostType::ohaPowerPoint: return "Presentation";
+    case HostType::ohaPublisher: return "Publication";
+    case HostType::ohaWord: break;
+  }
+  return "Document";
+}
+
+}  // namespace
+
+SimHost::SimHost(HostType kind) : kind_(kind) {}
 
 ObjectRef SimHost::Application() {
   if (quit_) throw HostError("The object invoked has disconnected from its clients.", kDisconnected);
@@ -68,9 +83,8 @@ std::shared_ptr<DocumentModel> SimHost::Open(const std::string& given, bool read
     throw HostError(e.what(), kDispException);
   }
   if (untitled) {
-    static const char* kBase[] = {"Document", "Book", "Presentation", "Publication"};
     doc->full_name.clear();
-    doc->untitled_name = std::string(kBase[static_cast<int>(kind_)]) + std::to_string(++untitled_);
+    doc->untitled_name = UntitledBase(kind_) + std::to_string(++untitled_);
   }
   doc->read_only = read_only;
   doc->saved = true;
@@ -90,8 +104,7 @@ std::shared_ptr<DocumentModel> SimHost::Open(const std::string& given, bool read
 
 std::shared_ptr<DocumentModel> SimHost::Add() {
   auto doc = NewDocumentModel(kind_);
-  static const char* kBase[] = {"Document", "Book", "Presentation", "Publication"};
-  doc->untitled_name = std::string(kBase[static_cast<int>(kind_)]) + std::to_string(++untitled_);
+  doc->untitled_name = UntitledBase(kind_) + std::to_string(++untitled_);
   documents_.push_back(doc);
   FireNew(doc);
   SetActive(doc);

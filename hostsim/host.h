@@ -19,12 +19,12 @@ namespace quillorn::hostsim {
 
 class SimHost : public std::enable_shared_from_this<SimHost> {
  public:
-  explicit SimHost(HostKind kind);
+  explicit SimHost(HostType kind);
   virtual ~SimHost() = default;
   SimHost(const SimHost&) = delete;
   SimHost& operator=(const SimHost&) = delete;
 
-  HostKind Kind() const noexcept { return kind_; }
+  HostType Kind() const noexcept { return kind_; }
   ObjectRef Application();
 
   // Documents in the order they were opened; the active one is in front.
@@ -106,7 +106,7 @@ class SimHost : public std::enable_shared_from_this<SimHost> {
   void SetActive(const std::shared_ptr<DocumentModel>& doc);
   bool WriteFile(const std::shared_ptr<DocumentModel>& doc, const std::string& path, bool save_as_ui);
 
-  HostKind kind_;
+  HostType kind_;
   std::vector<std::shared_ptr<DocumentModel>> documents_;
   std::shared_ptr<DocumentModel> active_;
   bool quit_ = false;

@@ -128,7 +128,7 @@ TEST(SimHostTest, OpeningAMissingFileGivesAnEmptyDocumentAndAForeignFileRaises) 
   EXPECT_TRUE(wb.Get("Saved").AsBool());
 
   std::ofstream(dir.File("zip.docx")) << "PK\x03\x04 not ours";
-  std::ofstream(dir.File("word.xlsx")) << DocumentToJson(*NewDocumentModel(HostKind::Word));
+  std::ofstream(dir.File("word.xlsx")) << DocumentToJson(*NewDocumentModel(HostType::ohaWord));
   for (const char* name : {"zip.docx", "word.xlsx"}) {
     EXPECT_THROW(app.Get("Workbooks").Call("Open", {dir.File(name)}), platform::HostError) << name;
   }
@@ -251,11 +251,11 @@ TEST(SimHostTest, VersionIsSettableAndHostsAreChosenByExtension) {
   EXPECT_EQ(app.Get("Version").AsString(), "14.0");
   struct Case {
     const char* file;
-    std::optional<HostKind> kind;
+    std::optional<HostType> kind;
   };
-  const std::vector<Case> cases = {{"a.DOCX", HostKind::Word}, {"b.doc", HostKind::Word}, {"t.dotx", HostKind::Word},
-                                   {"c.xls", HostKind::Excel},  {"d.pptx", HostKind::PowerPoint},
-                                   {"e.pub", HostKind::Publisher}, {"f.txt", std::nullopt}, {"dir.docx/noext", std::nullopt}};
+  const std::vector<Case> cases = {{"a.DOCX", HostType::ohaWord}, {"b.doc", HostType::ohaWord}, {"t.dotx", HostType::ohaWord},
+                                   {"c.xls", HostType::ohaExcel},  {"d.pptx", HostType::ohaPowerPoint},
+                                   {"e.pub", HostType::ohaPublisher}, {"f.txt", std::nullopt}, {"dir.docx/noext", std::nullopt}};
   for (const auto& c : cases) EXPECT_EQ(HostKindForFile(c.file), c.kind) << c.file;
 }
 

@@ -10,10 +10,10 @@
 
 namespace quillorn::hostsim {
 
-std::shared_ptr<SimHost> CreateHost(HostKind kind);
+std::shared_ptr<SimHost> CreateHost(HostType kind);
 // .docx .doc .dotx .docm .dot -> Word, .xlsx .xls .xlsm -> Excel, .pptx .ppt .potx
 // -> PowerPoint, .pub -> Publisher; anything else has no host.
-std::optional<HostKind> HostKindForFile(std::string_view path);
-std::optional<HostKind> HostKindFromName(std::string_view name);  // "word", "excel", ...
+std::optional<HostType> HostKindForFile(std::string_view path);
+std::optional<HostType> HostKindFromName(std::string_view name);  // "word", "excel", ...
 
 }  // namespace quillorn::hostsim

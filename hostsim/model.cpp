@@ -17,25 +17,25 @@ const std::vector<std::string>& BuiltInPropertyNames() {
   return kNames;
 }
 
-std::shared_ptr<DocumentModel> NewDocumentModel(HostKind host) {
+std::shared_ptr<DocumentModel> NewDocumentModel(HostType host) {
   auto doc = std::make_shared<DocumentModel>();
   doc->host = host;
   for (const auto& name : BuiltInPropertyNames()) doc->builtin_properties.push_back({name, 4, "", false});
   switch (host) {
-    case HostKind::Word:
+    case HostType::ohaWord:
       doc->sections.push_back(std::make_shared<SectionModel>());
       break;
-    case HostKind::Excel:
+    case HostType::ohaExcel:
       for (int i = 1; i <= 3; ++i) {
         auto sheet = std::make_shared<SheetModel>();
         sheet->name = "Sheet" + std::to_string(i);
         doc->sheets.push_back(sheet);
       }
       break;
-    case HostKind::PowerPoint:
+    case HostType::ohaPowerPoint:
       doc->slides.push_back(std::make_shared<SlideModel>());
       break;
-    case HostKind::Publisher:
+    case HostType::ohaPublisher:
       break;
   }
   return doc;

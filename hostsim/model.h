@@ -9,9 +9,12 @@
 #include <string>
 #include <vector>
 
+#include "platform/host_type.h"
+
 namespace quillorn::hostsim {
 
-enum class HostKind { Word, Excel, PowerPoint, Publisher };
+// The simulated hosts are told apart by the add-in framework's own numbering.
+using platform::HostType;
 
 struct FieldModel {
   int type = 85;             // 85: a document property field
@@ -127,7 +130,7 @@ struct TocModel {
 };
 
 struct DocumentModel {
-  HostKind host = HostKind::Word;
+  HostType host = HostType::ohaWord;
   std::string full_name;  // the real path; empty path part for a new document
   std::string untitled_name;
   bool saved = true;
@@ -174,7 +177,7 @@ struct DocumentModel {
 };
 
 // A fresh document of the host's kind: one section, one sheet, one slide.
-std::shared_ptr<DocumentModel> NewDocumentModel(HostKind host);
+std::shared_ptr<DocumentModel> NewDocumentModel(HostType host);
 
 // 21 is the company among Word's built-in properties; these are the names by index.
 const std::vector<std::string>& BuiltInPropertyNames();

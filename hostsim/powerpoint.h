@@ -29,7 +29,7 @@ class PowerPointHost : public SimHost {
   void FireQuit() override;
 
  private:
-  PowerPointHost() : SimHost(HostKind::PowerPoint) {}
+  PowerPointHost() : SimHost(HostType::ohaPowerPoint) {}
   PowerPointEvents* sink_ = nullptr;
 };
 

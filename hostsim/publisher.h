@@ -29,7 +29,7 @@ class PublisherHost : public SimHost {
   void FireQuit() override;
 
  private:
-  PublisherHost() : SimHost(HostKind::Publisher) {}
+  PublisherHost() : SimHost(HostType::ohaPublisher) {}
   PublisherEvents* sink_ = nullptr;
 };
 

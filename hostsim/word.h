@@ -28,7 +28,7 @@ class WordHost : public SimHost {
   void FireQuit() override;
 
  private:
-  WordHost() : SimHost(HostKind::Word) {}
+  WordHost() : SimHost(HostType::ohaWord) {}
   WordEvents* sink_ = nullptr;
 };
 

@@ -29,26 +29,26 @@ addin::Control* Search(addin::Control& control, std::string_view name) {
 
 std::string StampWord(const hostsim::DocumentModel& doc) {
   switch (doc.host) {
-    case hostsim::HostKind::Word:
+    case platform::HostType::ohaWord:
       if (doc.sections.empty()) return {};
       if (const auto* stamp = Named(doc.sections[0]->footers[0].story.shapes, "CMSstamp")) return stamp->text;
       return {};
-    case hostsim::HostKind::PowerPoint:
+    case platform::HostType::ohaPowerPoint:
       if (const auto* stamp = Named(doc.slide_master_shapes, "CMSstamp2")) return stamp->text;
       if (const auto* stamp = Named(doc.title_master_shapes, "CMSstamp")) return stamp->text;
       return {};
-    case hostsim::HostKind::Excel:
+    case platform::HostType::ohaExcel:
       for (const auto& sheet : doc.sheets) {
         if (!sheet->center_header_picture.empty()) return "(picture)";
       }
       return {};
-    case hostsim::HostKind::Publisher: return {};
+    case platform::HostType::ohaPublisher: return {};
   }
   return {};
 }
 
 std::optional<std::string> PropertyValue(const hostsim::DocumentModel& doc, std::string_view name) {
-  if (doc.host == hostsim::HostKind::Publisher) {
+  if (doc.host == platform::HostType::ohaPublisher) {
     for (const auto& tag : doc.tags) {
       if (tag.name == name) return tag.value;
     }
@@ -62,30 +62,30 @@ std::optional<std::string> PropertyValue(const hostsim::DocumentModel& doc, std:
 
 bool IsProtected(const hostsim::DocumentModel& doc) {
   switch (doc.host) {
-    case hostsim::HostKind::Word: return doc.protection_type != -1;
-    case hostsim::HostKind::Excel:
+    case platform::HostType::ohaWord: return doc.protection_type != -1;
+    case platform::HostType::ohaExcel:
       if (doc.protect_structure) return true;
       for (const auto& sheet : doc.sheets) {
         if (sheet->protected_) return true;
       }
       return false;
-    case hostsim::HostKind::PowerPoint: return doc.final;
-    case hostsim::HostKind::Publisher: return false;
+    case platform::HostType::ohaPowerPoint: return doc.final;
+    case platform::HostType::ohaPublisher: return false;
   }
   return false;
 }
 
 void TypeText(hostsim::DocumentModel& doc, const std::string& text) {
-  if (doc.host == hostsim::HostKind::Word) {
+  if (doc.host == platform::HostType::ohaWord) {
     // Word keeps its final paragraph mark last.
     std::string& body = doc.main_story.text;
     body.insert(body.empty() ? 0 : body.size() - 1, text);
-  } else if (doc.host == hostsim::HostKind::PowerPoint && !doc.slides.empty()) {
+  } else if (doc.host == platform::HostType::ohaPowerPoint && !doc.slides.empty()) {
     auto box = std::make_shared<hostsim::ShapeModel>();
     box->name = "Text " + std::to_string(doc.slides[0]->shapes.size() + 1);
     box->text = text;
     doc.slides[0]->shapes.push_back(box);
-  } else if (doc.host == hostsim::HostKind::Publisher) {
+  } else if (doc.host == platform::HostType::ohaPublisher) {
     auto box = std::make_shared<hostsim::ShapeModel>();
     box->text = text;
     doc.page_shapes.push_back(box);

@@ -18,25 +18,25 @@ class WordSink final : public HostSinks, public hostsim::WordEvents {
   ~WordSink() override { host_.SetEventSink(nullptr); }
 
   void DocumentChange() override {
-    m_.Guarded([&] { m_.WordAppEventsDocumentChange(); });
+    m_.RunEvent([&] { m_.WordAppEventsDocumentChange(); });
   }
   void DocumentOpen(const Variant& doc) override {
-    m_.Guarded([&] { m_.WordAppEventsDocumentOpen(doc); });
+    m_.RunEvent([&] { m_.WordAppEventsDocumentOpen(doc); });
   }
   void DocumentBeforeClose(const Variant& doc, bool& cancel) override {
-    m_.Guarded([&] { m_.WordAppEventsDocumentBeforeClose(doc, cancel); });
+    m_.RunEvent([&] { m_.WordAppEventsDocumentBeforeClose(doc, cancel); });
   }
   void DocumentBeforePrint(const Variant& doc, bool& cancel) override {
-    m_.Guarded([&] { m_.WordAppEventsDocumentBeforePrint(doc, cancel); });
+    m_.RunEvent([&] { m_.WordAppEventsDocumentBeforePrint(doc, cancel); });
   }
   void DocumentBeforeSave(const Variant& doc, bool& save_as_ui, bool& cancel) override {
-    m_.Guarded([&] { m_.WordAppEventsDocumentBeforeSave(doc, save_as_ui, cancel); });
+    m_.RunEvent([&] { m_.WordAppEventsDocumentBeforeSave(doc, save_as_ui, cancel); });
   }
   void WindowActivate(const Variant& doc, const Variant& window) override {
-    m_.Guarded([&] { m_.WordAppEventsWindowActivate(doc, window); });
+    m_.RunEvent([&] { m_.WordAppEventsWindowActivate(doc, window); });
   }
   void WindowDeactivate(const Variant& doc, const Variant& window) override {
-    m_.Guarded([&] { m_.WordAppEventsWindowDeactivate(doc, window); });
+    m_.RunEvent([&] { m_.WordAppEventsWindowDeactivate(doc, window); });
   }
 
  private:
@@ -50,25 +50,25 @@ class ExcelSink final : public HostSinks, public hostsim::ExcelEvents {
   ~ExcelSink() override { host_.SetEventSink(nullptr); }
 
   void WorkbookOpen(const Variant& wb) override {
-    m_.Guarded([&] { m_.ExcelAppEventsWorkbookOpen(wb); });
+    m_.RunEvent([&] { m_.ExcelAppEventsWorkbookOpen(wb); });
   }
   void WorkbookActivate(const Variant& wb) override {
-    m_.Guarded([&] { m_.ExcelAppEventsWorkbookActivate(wb); });
+    m_.RunEvent([&] { m_.ExcelAppEventsWorkbookActivate(wb); });
   }
   void WorkbookBeforeSave(const Variant& wb, bool save_as_ui, bool& cancel) override {
-    m_.Guarded([&] { m_.ExcelAppEventsWorkbookBeforeSave(wb, save_as_ui, cancel); });
+    m_.RunEvent([&] { m_.ExcelAppEventsWorkbookBeforeSave(wb, save_as_ui, cancel); });
   }
   void WorkbookBeforeClose(const Variant& wb, bool& cancel) override {
-    m_.Guarded([&] { m_.ExcelAppEventsWorkbookBeforeClose(wb, cancel); });
+    m_.RunEvent([&] { m_.ExcelAppEventsWorkbookBeforeClose(wb, cancel); });
   }
   void WorkbookBeforePrint(const Variant& wb, bool& cancel) override {
-    m_.Guarded([&] { m_.ExcelAppEventsWorkbookBeforePrint(wb, cancel); });
+    m_.RunEvent([&] { m_.ExcelAppEventsWorkbookBeforePrint(wb, cancel); });
   }
   void WindowActivate(const Variant& wb, const Variant& window) override {
-    m_.Guarded([&] { m_.ExcelAppEventsWindowActivate(wb, window); });
+    m_.RunEvent([&] { m_.ExcelAppEventsWindowActivate(wb, window); });
   }
   void WindowDeactivate(const Variant& wb, const Variant& window) override {
-    m_.Guarded([&] { m_.ExcelAppEventsWindowDeactivate(wb, window); });
+    m_.RunEvent([&] { m_.ExcelAppEventsWindowDeactivate(wb, window); });
   }
 
  private:
@@ -84,28 +84,28 @@ class PowerPointSink final : public HostSinks, public hostsim::PowerPointEvents 
   ~PowerPointSink() override { host_.SetEventSink(nullptr); }
 
   void PresentationOpen(const Variant& pres) override {
-    m_.Guarded([&] { m_.PowerPointAppEventsPresentationOpen(pres); });
+    m_.RunEvent([&] { m_.PowerPointAppEventsPresentationOpen(pres); });
   }
   void WindowActivate(const Variant& pres, const Variant& window) override {
-    m_.Guarded([&] { m_.PowerPointAppEventsWindowActivate(pres, window); });
+    m_.RunEvent([&] { m_.PowerPointAppEventsWindowActivate(pres, window); });
   }
   void WindowDeactivate(const Variant& pres, const Variant& window) override {
-    m_.Guarded([&] { m_.PowerPointAppEventsWindowDeactivate(pres, window); });
+    m_.RunEvent([&] { m_.PowerPointAppEventsWindowDeactivate(pres, window); });
   }
   void PresentationBeforeSave(const Variant& pres, bool& cancel) override {
-    m_.Guarded([&] { m_.PowerPointAppEventsPresentationBeforeSave(pres, cancel); });
+    m_.RunEvent([&] { m_.PowerPointAppEventsPresentationBeforeSave(pres, cancel); });
   }
   void PresentationBeforeClose(const Variant& pres, bool& cancel) override {
-    m_.Guarded([&] { m_.PowerPointAppEventsPresentationBeforeClose(pres, cancel); });
+    m_.RunEvent([&] { m_.PowerPointAppEventsPresentationBeforeClose(pres, cancel); });
   }
   void PresentationClose(const Variant& pres) override {
-    m_.Guarded([&] { m_.PowerPointAppEventsPresentationClose(pres); });
+    m_.RunEvent([&] { m_.PowerPointAppEventsPresentationClose(pres); });
   }
   void PresentationPrint(const Variant& pres) override {
-    m_.Guarded([&] { m_.PowerPointAppEventsPresentationPrint(pres); });
+    m_.RunEvent([&] { m_.PowerPointAppEventsPresentationPrint(pres); });
   }
   void SlideSelectionChanged(const Variant& range) override {
-    m_.Guarded([&] { m_.PowerPointAppEventsSlideSelectionChanged(range); });
+    m_.RunEvent([&] { m_.PowerPointAppEventsSlideSelectionChanged(range); });
   }
 
  private:
@@ -121,19 +121,19 @@ class PublisherSink final : public HostSinks, public hostsim::PublisherEvents {
   ~PublisherSink() override { host_.SetEventSink(nullptr); }
 
   void DocumentOpen(const Variant& doc) override {
-    m_.Guarded([&] { m_.PublisherAppEventsDocumentOpen(doc); });
+    m_.RunEvent([&] { m_.PublisherAppEventsDocumentOpen(doc); });
   }
   void NewDocument(const Variant& doc) override {
-    m_.Guarded([&] { m_.PublisherAppEventsNewDocument(doc); });
+    m_.RunEvent([&] { m_.PublisherAppEventsNewDocument(doc); });
   }
   void WindowActivate(const Variant& window) override {
-    m_.Guarded([&] { m_.PublisherAppEventsWindowActivate(window); });
+    m_.RunEvent([&] { m_.PublisherAppEventsWindowActivate(window); });
   }
   void DocumentBeforeClose(const Variant& doc, bool& cancel) override {
-    m_.Guarded([&] { m_.PublisherAppEventsDocumentBeforeClose(doc, cancel); });
+    m_.RunEvent([&] { m_.PublisherAppEventsDocumentBeforeClose(doc, cancel); });
   }
   void BeforePrint(const Variant& doc, bool& cancel) override {
-    m_.Guarded([&] { m_.PublisherAppEventsBeforePrint(doc, cancel); });
+    m_.RunEvent([&] { m_.PublisherAppEventsBeforePrint(doc, cancel); });
   }
 
  private:

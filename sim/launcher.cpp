@@ -84,7 +84,7 @@ void CopyRows(data::Database& db, const server::StoreRows& rows, const std::stri
 }
 
 void SetCmsId(hostsim::DocumentModel& doc, const std::string& value) {
-  if (doc.host == hostsim::HostKind::Publisher) {
+  if (doc.host == platform::HostType::ohaPublisher) {
     for (auto& tag : doc.tags) {
       if (tag.name == "cmsID") {
         tag.value = value;
@@ -107,7 +107,7 @@ void SetCmsId(hostsim::DocumentModel& doc, const std::string& value) {
 // A new document shows its revision and name in the footer, as documents
 // made from the organisation's templates do.
 void AddRevisionFields(hostsim::DocumentModel& doc) {
-  if (doc.host != hostsim::HostKind::Word || doc.sections.empty()) return;
+  if (doc.host != platform::HostType::ohaWord || doc.sections.empty()) return;
   auto& footer = doc.sections[0]->footers[0];
   footer.created = true;
   for (const char* name : {"cmsDocName", "cmsRevision"}) {

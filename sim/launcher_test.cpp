@@ -55,7 +55,7 @@ TEST_F(LauncherTest, AnnouncementWritesTheRowAsAskedAndTheFileWithItsIdentity) {
     const std::string id = std::to_string(c.a.DocId);
     EXPECT_EQ(Row("READ_ONLY,PRINT,PRINT_CONTROLLED,CHECKED_OUT", "DOC_ID=" + id), c.row);
     EXPECT_EQ(Row("INIT,USER_ID,CACHED", "DOC_ID=" + id), "false;" + std::to_string(c.a.UserId) + ";false");
-    const auto doc = hostsim::LoadDocumentFile(c.a.FileName, hostsim::HostKind::Word);
+    const auto doc = hostsim::LoadDocumentFile(c.a.FileName, platform::HostType::ohaWord);
     EXPECT_EQ(PropertyValue(*doc, "cmsID").value_or("(none)"), c.cmsId);
     // The record as the desktop program fetched it, dates in the cache's own form.
     EXPECT_EQ(Cached("select count(*) from DOCS where DOC_ID=" + id), "1");
@@ -77,7 +77,7 @@ TEST_F(LauncherTest, WithoutAServerOnlyTheRowAndANewFile) {
   EXPECT_FALSE(placed.RecordsCached);
   EXPECT_EQ(Cached("select count(*) from DOCS"), "0");
   EXPECT_EQ(Cached("select DOC_ID from FILES"), "1003");
-  const auto doc = hostsim::LoadDocumentFile(CacheFile("Register.xlsx"), hostsim::HostKind::Excel);
+  const auto doc = hostsim::LoadDocumentFile(CacheFile("Register.xlsx"), platform::HostType::ohaExcel);
   EXPECT_EQ(PropertyValue(*doc, "cmsID").value_or("(none)"), "1003");
 }
 
@@ -89,7 +89,7 @@ TEST_F(LauncherTest, ACopyOutsideTheCacheHasNoRow) {
   EXPECT_FALSE(placed.RecordsCached);
   EXPECT_EQ(Cached("select count(*) from FILES"), "0");
   EXPECT_EQ(Cached("select count(*) from DOCS"), "0");
-  const auto doc = hostsim::LoadDocumentFile(path, hostsim::HostKind::PowerPoint);
+  const auto doc = hostsim::LoadDocumentFile(path, platform::HostType::ohaPowerPoint);
   EXPECT_EQ(PropertyValue(*doc, "cmsID").value_or("(none)"), "1004;2");
   EXPECT_EQ(launcher_.PlaceCopy(1004, 0, path, true).CmsId, "1004");
   EXPECT_EQ(Cached("select STATUS from DOCS where DOC_ID=1004"), "P");

@@ -39,12 +39,12 @@ inline void ExpectCount(const ScenarioStep& step, std::size_t count, const char*
 
 inline std::string Quote(const std::string& text) { return "\"" + text + "\""; }
 
-inline std::string HostTitle(hostsim::HostKind kind) {
+inline std::string HostTitle(platform::HostType kind) {
   switch (kind) {
-    case hostsim::HostKind::Word: return "Word";
-    case hostsim::HostKind::Excel: return "Excel";
-    case hostsim::HostKind::PowerPoint: return "PowerPoint";
-    case hostsim::HostKind::Publisher: return "Publisher";
+    case platform::HostType::ohaWord: return "Word";
+    case platform::HostType::ohaExcel: return "Excel";
+    case platform::HostType::ohaPowerPoint: return "PowerPoint";
+    case platform::HostType::ohaPublisher: return "Publisher";
   }
   return "host";
 }

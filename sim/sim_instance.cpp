@@ -14,24 +14,14 @@
 namespace quillorn::sim {
 namespace {
 
-std::string ExecutableOf(hostsim::HostKind kind) {
+std::string ExecutableOf(platform::HostType kind) {
   switch (kind) {
-    case hostsim::HostKind::Word: return "WINWORD.EXE";
-    case hostsim::HostKind::Excel: return "EXCEL.EXE";
-    case hostsim::HostKind::PowerPoint: return "POWERPNT.EXE";
-    case hostsim::HostKind::Publisher: return "MSPUB.EXE";
+    case platform::HostType::ohaWord: return "WINWORD.EXE";
+    case platform::HostType::ohaExcel: return "EXCEL.EXE";
+    case platform::HostType::ohaPowerPoint: return "POWERPNT.EXE";
+    case platform::HostType::ohaPublisher: return "MSPUB.EXE";
   }
   return "HOST.EXE";
-}
-
-addin::HostType HostTypeOf(hostsim::HostKind kind) {
-  switch (kind) {
-    case hostsim::HostKind::Word: return addin::ohaWord;
-    case hostsim::HostKind::Excel: return addin::ohaExcel;
-    case hostsim::HostKind::PowerPoint: return addin::ohaPowerPoint;
-    case hostsim::HostKind::Publisher: return addin::ohaPublisher;
-  }
-  return addin::ohaWord;
 }
 
 }  // namespace
@@ -62,7 +52,7 @@ void SimInstance::Load() {
   if (addin_) throw std::logic_error(setup_.name + " has its add-in loaded already");
   auto addIn = std::make_unique<AddIn>();
   addin::AddInHost host;
-  host.Type = HostTypeOf(setup_.kind);
+  host.Type = setup_.kind;
   host.Application = host_->Application();
   host.Loop = &loop_;
   host.Prompts = &addIn->prompts;
@@ -141,14 +131,14 @@ void SimInstance::Save(const std::shared_ptr<hostsim::DocumentModel>& doc) {
   addin::TAddInModule& module = Module();
   loop_.RunAs([&] {
     bool cancel = false;
-    module.Guarded([&] { module.FileSaveCommandAction(cancel); });
+    module.RunEvent([&] { module.FileSaveCommandAction(cancel); });
     if (!cancel) host_->Save(doc);
   });
 }
 
 void SimInstance::SaveShortcut() {
   addin::TAddInModule& module = Module();
-  loop_.RunAs([&] { module.Guarded([&] { module.FileSaveShortcutAction(); }); });
+  loop_.RunAs([&] { module.RunEvent([&] { module.FileSaveShortcutAction(); }); });
 }
 
 bool SimInstance::Close(const std::shared_ptr<hostsim::DocumentModel>& doc) {

@@ -37,7 +37,7 @@ class SimInstance {
  public:
   struct Setup {
     std::string name;  // how the scenario calls it: "word", "excel2"
-    hostsim::HostKind kind;
+    platform::HostType kind;
     std::string version;  // the host's Application.Version
     std::string home;     // the user's folder, without a trailing delimiter
     std::map<std::string, std::string, std::less<>> environment;
@@ -51,7 +51,7 @@ class SimInstance {
   SimInstance& operator=(const SimInstance&) = delete;
 
   const std::string& Name() const { return setup_.name; }
-  hostsim::HostKind Kind() const { return setup_.kind; }
+  platform::HostType Kind() const { return setup_.kind; }
   hostsim::SimHost& Host() { return *host_; }
   InstanceLoop& Loop() { return loop_; }
   foundation::LogContext& Context() { return context_; }

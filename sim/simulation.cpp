@@ -40,12 +40,12 @@ foundation::TDateTime SimulatedNow() {
   return gLogStart + static_cast<double>(clock->NowMs() - Simulation::kClockStartMs) / kMsPerDay;
 }
 
-std::string HostBaseName(hostsim::HostKind kind) {
+std::string HostBaseName(platform::HostType kind) {
   switch (kind) {
-    case hostsim::HostKind::Word: return "word";
-    case hostsim::HostKind::Excel: return "excel";
-    case hostsim::HostKind::PowerPoint: return "powerpoint";
-    case hostsim::HostKind::Publisher: return "publisher";
+    case platform::HostType::ohaWord: return "word";
+    case platform::HostType::ohaExcel: return "excel";
+    case platform::HostType::ohaPowerPoint: return "powerpoint";
+    case platform::HostType::ohaPublisher: return "publisher";
   }
   return "host";
 }
@@ -261,7 +261,7 @@ void Simulation::WriteSetting(const std::string& section, const std::string& key
 
 void Simulation::SetEnvironment(const std::string& name, const std::string& value) { environment_[name] = value; }
 
-SimInstance& Simulation::StartHost(hostsim::HostKind kind, const std::string& version) {
+SimInstance& Simulation::StartHost(platform::HostType kind, const std::string& version) {
   FixPort();
   // The desktop program has made the cache before it has any host open a file.
   WithCache([](data::Database&) { return 0; });

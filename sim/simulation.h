@@ -92,7 +92,7 @@ class Simulation {
 
   // Starts the host application and loads an add-in into it; returns its name
   // ("word", then "word2" for a second Word ...).
-  SimInstance& StartHost(hostsim::HostKind kind, const std::string& version);
+  SimInstance& StartHost(platform::HostType kind, const std::string& version);
   void QuitHost(const std::string& name);
   // The host process ends at once: no shutdown callback runs, nothing is
   // released, what the add-in had not yet written is lost.

@@ -12,7 +12,7 @@ namespace quillorn {
 namespace {
 
 TEST(DemoTemplateFile, OpensInWordWithTheLogoShapeAndTheRevisionFields) {
-  const auto doc = hostsim::DocumentFromJson(server::DemoTemplateDocument(), hostsim::HostKind::Word);
+  const auto doc = hostsim::DocumentFromJson(server::DemoTemplateDocument(), platform::HostType::ohaWord);
   ASSERT_EQ(doc->sections.size(), 1u);
   const hostsim::SectionModel& section = *doc->sections[0];
 

@@ -12,10 +12,10 @@ namespace quillorn::win {
 platform::ComPtr<EventSink> ConnectHostEvents(IDispatch* application, addin::TAddInModule& module,
                                               EventErrorHandler on_error) {
   switch (module.GetHostType()) {
-    case addin::ohaExcel: return ConnectExcelEvents(application, module, std::move(on_error));
-    case addin::ohaPowerPoint: return ConnectPowerPointEvents(application, module, std::move(on_error));
-    case addin::ohaPublisher: return ConnectPublisherEvents(application, module, std::move(on_error));
-    case addin::ohaWord: break;
+    case addin::HostType::ohaExcel: return ConnectExcelEvents(application, module, std::move(on_error));
+    case addin::HostType::ohaPowerPoint: return ConnectPowerPointEvents(application, module, std::move(on_error));
+    case addin::HostType::ohaPublisher: return ConnectPublisherEvents(application, module, std::move(on_error));
+    case addin::HostType::ohaWord: break;
   }
   return ConnectWordEvents(application, module, std::move(on_error));
 }

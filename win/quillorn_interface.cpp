@@ -27,10 +27,10 @@ std::atomic<long>& ModuleUsage() {
 
 addin::HostType HostTypeOfApplication(const Variant& application) {
   const std::string name = foundation::LowerCase(application.Get("Name").AsString());
-  if (name.find("excel") != std::string::npos) return addin::ohaExcel;
-  if (name.find("powerpoint") != std::string::npos) return addin::ohaPowerPoint;
-  if (name.find("publisher") != std::string::npos) return addin::ohaPublisher;
-  return addin::ohaWord;
+  if (name.find("excel") != std::string::npos) return addin::HostType::ohaExcel;
+  if (name.find("powerpoint") != std::string::npos) return addin::HostType::ohaPowerPoint;
+  if (name.find("publisher") != std::string::npos) return addin::HostType::ohaPublisher;
+  return addin::HostType::ohaWord;
 }
 
 TQuillornInterface::TQuillornInterface() { ++ModuleUsage(); }

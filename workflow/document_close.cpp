@@ -6,6 +6,7 @@
 #include "data/tdm.h"
 #include "foundation/context.h"
 #include "foundation/log.h"
+#include "platform/office_constants.h"
 
 namespace quillorn::workflow {
 
@@ -14,7 +15,6 @@ using foundation::LogTrace;
 namespace {
 
 // PowerPoint's Saved is a tri-state: msoTrue.
-constexpr std::int32_t kMsoTrue = -1;
 
 std::int32_t CountOf(const Variant& application, std::string_view collection) {
   return application.Get(collection).Get("Count").AsInt();
@@ -61,7 +61,7 @@ bool DocumentClosing::DocumentCloseEvent() {
       case platform::ModalResult::mrNo:
         // The host must not ask a second time.
         if (host == HostType::ohaWord || host == HostType::ohaExcel) doc.Put("Saved", true);
-        if (host == HostType::ohaPowerPoint) doc.Put("Saved", kMsoTrue);
+        if (host == HostType::ohaPowerPoint) doc.Put("Saved", platform::kMsoTrue);
         break;
       default:
         result = true;

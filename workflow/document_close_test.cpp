@@ -18,7 +18,7 @@
 namespace quillorn::workflow {
 namespace {
 
-using hostsim::HostKind;
+using platform::HostType;
 using platform::MessageAnswer;
 using platform::MessageKind;
 using platform::ModalResult;
@@ -26,12 +26,12 @@ using testing::CachedDoc;
 using testing::FakeSite;
 using testing::FilesRow;
 
-const char* Extension(HostKind kind) {
+const char* Extension(HostType kind) {
   switch (kind) {
-    case HostKind::Word: return ".docx";
-    case HostKind::Excel: return ".xlsx";
-    case HostKind::PowerPoint: return ".pptx";
-    case HostKind::Publisher: return ".pub";
+    case HostType::ohaWord: return ".docx";
+    case HostType::ohaExcel: return ".xlsx";
+    case HostType::ohaPowerPoint: return ".pptx";
+    case HostType::ohaPublisher: return ".pub";
   }
   return "";
 }
@@ -39,7 +39,7 @@ const char* Extension(HostKind kind) {
 // `count` managed documents open in one host, the last one active and the
 // tables on its rows, as tracking leaves them.
 struct Open {
-  Open(HostKind kind, int count, FilesRow row = {}) : site(kind) {
+  Open(HostType kind, int count, FilesRow row = {}) : site(kind) {
     for (int id = 1; id <= count; ++id) {
       const std::string name = "Doc" + std::to_string(id) + Extension(kind);
       site.CacheDocument(CachedDoc{.DOC_ID = id, .DOC_NO = id * 10, .DOC_NAME = "Policy " + std::to_string(id), .STATUS = "W"}, 3);
@@ -75,7 +75,7 @@ TEST(DocumentCloseEvent, CancelKeepsTheDocumentAndNoExitRuns) {
            {false, "Do you want to save the changes to \"Policy 1\"?"},
            {true, "Do you want to save the changes to \"Policy 1\"?\r\r(The document will not be checked-in at this point)"}}) {
     SCOPED_TRACE(c.checkedOut);
-    Open o(HostKind::Word, 1, FilesRow{.CHECKED_OUT = c.checkedOut});
+    Open o(HostType::ohaWord, 1, FilesRow{.CHECKED_OUT = c.checkedOut});
     o.models[0]->MarkChanged();
     o.site.prompts.Answer(MessageAnswer{.answer = ModalResult::mrCancel, .text = c.question, .kind = MessageKind::Warning});
 
@@ -98,7 +98,7 @@ TEST(DocumentCloseEvent, WordWithTwoDocumentsAnswersTheQuestionWithoutExit) {
   };
   for (const Case& c : std::vector<Case>{{ModalResult::mrYes, "E"}, {ModalResult::mrNo, "W"}}) {
     SCOPED_TRACE(platform::ModalResultName(c.answer));
-    Open o(HostKind::Word, 2);
+    Open o(HostType::ohaWord, 2);
     o.models[1]->MarkChanged();
     o.site.prompts.Answer(c.answer);
 
@@ -113,7 +113,7 @@ TEST(DocumentCloseEvent, WordWithTwoDocumentsAnswersTheQuestionWithoutExit) {
 
 TEST(DocumentCloseEvent, LastReadOnlyDocumentClosesWithoutPromptAndEndsWordAndExcel) {
   {
-    Open o(HostKind::Word, 1, FilesRow{.READ_ONLY = true});
+    Open o(HostType::ohaWord, 1, FilesRow{.READ_ONLY = true});
     o.models[0]->MarkChanged();
     EXPECT_FALSE(o.wf.Closing.DocumentCloseEvent());
     EXPECT_TRUE(o.site.prompts.Shown().empty());
@@ -122,7 +122,7 @@ TEST(DocumentCloseEvent, LastReadOnlyDocumentClosesWithoutPromptAndEndsWordAndEx
     EXPECT_TRUE(o.site.internalClose) << "Word's own closing events from here on are left alone";
   }
   {
-    Open o(HostKind::Excel, 1, FilesRow{.READ_ONLY = true});
+    Open o(HostType::ohaExcel, 1, FilesRow{.READ_ONLY = true});
     o.models[0]->MarkChanged();
     EXPECT_FALSE(o.wf.Closing.DocumentCloseEvent());
     EXPECT_TRUE(o.site.prompts.Shown().empty());
@@ -136,13 +136,13 @@ TEST(DocumentCloseEvent, LastReadOnlyDocumentClosesWithoutPromptAndEndsWordAndEx
 
 TEST(DocumentCloseEvent, IgnoredRowsAndSavedDocumentsAreNotAsked) {
   for (const FilesRow& row : {FilesRow{.IGNORE = true}, FilesRow{.OLE_IGNORE = true}}) {
-    Open o(HostKind::Word, 1, row);
+    Open o(HostType::ohaWord, 1, row);
     o.models[0]->MarkChanged();
     EXPECT_FALSE(o.wf.Closing.DocumentCloseEvent());
     EXPECT_TRUE(o.site.prompts.Shown().empty());
     EXPECT_FALSE(o.site.host->HasQuit()) << "an ignored document is the host's business";
   }
-  Open o(HostKind::Excel, 2);
+  Open o(HostType::ohaExcel, 2);
   EXPECT_FALSE(o.wf.Closing.DocumentCloseEvent());
   EXPECT_TRUE(o.site.prompts.Shown().empty());
 }
@@ -150,7 +150,7 @@ TEST(DocumentCloseEvent, IgnoredRowsAndSavedDocumentsAreNotAsked) {
 TEST(DocumentCloseEvent, LastPresentationEndsPowerPointOnlyIn2007) {
   for (int version : {2007, 2010, 2016}) {
     SCOPED_TRACE(version);
-    Open o(HostKind::PowerPoint, 1);
+    Open o(HostType::ohaPowerPoint, 1);
     o.site.officeVersion = version;
     o.models[0]->MarkChanged();
     o.site.prompts.Answer(ModalResult::mrNo);
@@ -163,7 +163,7 @@ TEST(DocumentCloseEvent, LastPresentationEndsPowerPointOnlyIn2007) {
 
 TEST(ExitDocument, FlagsAndStepsPerHostAndCount) {
   struct Case {
-    HostKind kind;
+    HostType kind;
     int count;
     bool internalCloseAfter;
     bool quit;
@@ -172,15 +172,15 @@ TEST(ExitDocument, FlagsAndStepsPerHostAndCount) {
     bool paneCalls;
   };
   const std::vector<Case> cases = {
-      {HostKind::Word, 2, false, false, false, 1, true},
-      {HostKind::Word, 1, true, true, false, 0, false},
-      {HostKind::Excel, 2, false, false, false, 1, true},
-      {HostKind::Excel, 1, false, false, true, 0, false},
+      {HostType::ohaWord, 2, false, false, false, 1, true},
+      {HostType::ohaWord, 1, true, true, false, 0, false},
+      {HostType::ohaExcel, 2, false, false, false, 1, true},
+      {HostType::ohaExcel, 1, false, false, true, 0, false},
       // PowerPoint keeps the flag after a presentation that was not the last.
-      {HostKind::PowerPoint, 2, true, false, false, 1, true},
-      {HostKind::PowerPoint, 1, false, false, true, 0, false},
-      {HostKind::Publisher, 2, true, true, false, 0, true},
-      {HostKind::Publisher, 1, true, true, false, 0, true},
+      {HostType::ohaPowerPoint, 2, true, false, false, 1, true},
+      {HostType::ohaPowerPoint, 1, false, false, true, 0, false},
+      {HostType::ohaPublisher, 2, true, true, false, 0, true},
+      {HostType::ohaPublisher, 1, true, true, false, 0, true},
   };
   for (const Case& c : cases) {
     SCOPED_TRACE(std::string(hostsim::HostKindName(c.kind)) + " " + std::to_string(c.count));
@@ -202,10 +202,10 @@ TEST(ExitDocument, FlagsAndStepsPerHostAndCount) {
 
 TEST(ExitDocument, ShutdownTimerQuitsExcelAndPowerPointOnly) {
   struct Case {
-    HostKind kind;
+    HostType kind;
     bool quits;
   };
-  for (const Case& c : std::vector<Case>{{HostKind::Excel, true}, {HostKind::PowerPoint, true}, {HostKind::Word, false}}) {
+  for (const Case& c : std::vector<Case>{{HostType::ohaExcel, true}, {HostType::ohaPowerPoint, true}, {HostType::ohaWord, false}}) {
     SCOPED_TRACE(hostsim::HostKindName(c.kind));
     Open o(c.kind, 1);
     o.site.shutdownTimer.SetEnabled(true);
@@ -222,7 +222,7 @@ constexpr char kWaitQuestion[] =
     "Wait a bit longer?";
 
 TEST(DoWaitForCompletion, AsksWhileCallsAreUnderWayAndStopsOnNo) {
-  Open o(HostKind::Word, 1);
+  Open o(HostType::ohaWord, 1);
   data::Tdm& dm = o.site.dm();
 
   // Offline nothing is waited for.

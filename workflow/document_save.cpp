@@ -8,12 +8,14 @@
 #include <string>
 
 #include "automation/document_fields.h"
+#include "automation/protection.h"
 #include "data/fetching.h"
 #include "data/lookups.h"
 #include "data/tdm.h"
 #include "foundation/context.h"
 #include "foundation/log.h"
 #include "foundation/paths.h"
+#include "platform/office_constants.h"
 
 namespace quillorn::workflow {
 
@@ -22,17 +24,6 @@ using foundation::LogTrace;
 
 namespace {
 
-constexpr std::int32_t kWdAllowOnlyFormFields = 2;
-constexpr std::int32_t kWdFormatPDF = 17;
-constexpr std::int32_t kXlTypePDF = 0;
-constexpr std::int32_t kPpFixedFormatTypePDF = 2;
-constexpr std::int32_t kPpFixedFormatIntentPrint = 2;
-constexpr std::int32_t kPpPrintHandoutHorizontalFirst = 2;
-constexpr std::int32_t kPpPrintOutputSlides = 1;
-constexpr std::int32_t kPpPrintAll = 1;
-constexpr std::int32_t kPpSaveAsPDF = 32;
-constexpr std::int32_t kPpSaveAsOpenXMLPresentation = 24;
-constexpr std::int32_t kPpLayoutBlank = 12;
 
 constexpr char kWaitQuestion[] =
     "Your document is being saved to Quillorn.\rResponse from the server is slow or the document is quite "
@@ -124,14 +115,14 @@ class DocumentSaving::HostStep {
       AcceptRevisions();
       PublishingSetDocFields();
       automation::UpdateDocFields(HostType::ohaWord, doc_);
-      if (!unprotected_) doc_.Call("Protect", {kWdAllowOnlyFormFields, true, kProtectionPassword});
+      if (!unprotected_) doc_.Call("Protect", {platform::kWdAllowOnlyFormFields, true, automation::kProtectionPassword});
       doc_.Call("Save");
       saving_.SavePublishedDoc(FullNameOf(doc_), "O");
-      if (!unprotected_) doc_.Call("Unprotect", {kProtectionPassword});
+      if (!unprotected_) doc_.Call("Unprotect", {automation::kProtectionPassword});
       saving_.tracking_.ResetCmsID();
       const std::string pdf = FullNameOf(doc_) + ".pdf";
       try {
-        doc_.Call("SaveAs", {pdf, kWdFormatPDF});
+        doc_.Call("SaveAs", {pdf, platform::kWdFormatPDF});
       } catch (const std::exception& e) {
         LogException(e, "while publishing as wdFormatPDF!");
       }
@@ -153,7 +144,7 @@ class DocumentSaving::HostStep {
     const Variant sheets = doc_.Get("Worksheets");
     const std::int32_t count = sheets.Get("Count").AsInt();
     for (std::int32_t i = 1; i <= count; ++i) {
-      sheets.Get("Item", {i}).Call(protect ? "Protect" : "Unprotect", {kProtectionPassword});
+      sheets.Get("Item", {i}).Call(protect ? "Protect" : "Unprotect", {automation::kProtectionPassword});
     }
   }
 
@@ -163,18 +154,18 @@ class DocumentSaving::HostStep {
       PublishingSetDocFields();
       if (!unprotected_) {
         ProtectSheets(true);
-        doc_.Call("Protect", {kProtectionPassword});
+        doc_.Call("Protect", {automation::kProtectionPassword});
       }
       doc_.Call("Save");
       saving_.SavePublishedDoc(FullNameOf(doc_), "O");
       if (!unprotected_) {
-        doc_.Call("Unprotect", {kProtectionPassword});
+        doc_.Call("Unprotect", {automation::kProtectionPassword});
         ProtectSheets(false);
       }
       saving_.tracking_.ResetCmsID();
       const std::string pdf = FullNameOf(doc_) + ".pdf";
       try {
-        doc_.Call("ExportAsFixedFormat", {kXlTypePDF, pdf});
+        doc_.Call("ExportAsFixedFormat", {platform::kXlTypePDF, pdf});
       } catch (const std::exception& e) {
         LogException(e, "while publishing as xlTypePDF!");
       }
@@ -196,12 +187,12 @@ class DocumentSaving::HostStep {
       const std::string pdf = fullName + ".pdf";
       try {
         // Print range left out: all slides, as the range type says.
-        doc_.Call("ExportAsFixedFormat", {pdf, kPpFixedFormatTypePDF, kPpFixedFormatIntentPrint, false,
-                                          kPpPrintHandoutHorizontalFirst, kPpPrintOutputSlides, Variant(), Variant(),
-                                          kPpPrintAll});
+        doc_.Call("ExportAsFixedFormat", {pdf, platform::kPpFixedFormatTypePDF, platform::kPpFixedFormatIntentPrint, false,
+                                          platform::kPpPrintHandoutHorizontalFirst, platform::kPpPrintOutputSlides, Variant(), Variant(),
+                                          platform::kPpPrintAll});
       } catch (const std::exception&) {
         // Versions without the export still save as PDF.
-        doc_.Call("SaveAs", {pdf, kPpSaveAsPDF});
+        doc_.Call("SaveAs", {pdf, platform::kPpSaveAsPDF});
       }
       if (unprotected_) {
         saving_.SavePublishedDoc(fullName, "O");
@@ -232,7 +223,7 @@ class DocumentSaving::HostStep {
         slide.Call("Export", {picture, "JPG"});
         slide.Put("FollowMasterBackground", false);
         slide.Get("Shapes").Get("Range").Call("Delete");
-        slide.Put("Layout", kPpLayoutBlank);
+        slide.Put("Layout", platform::kPpLayoutBlank);
         slide.Get("Background").Get("Fill").Call("UserPicture", {picture});
         site_.System().DeleteFile(picture);
       } catch (const std::exception& e) {
@@ -240,7 +231,7 @@ class DocumentSaving::HostStep {
       }
     }
     const std::string published = fullName + ".o";
-    copy.Call("SaveAs", {published, kPpSaveAsOpenXMLPresentation});
+    copy.Call("SaveAs", {published, platform::kPpSaveAsOpenXMLPresentation});
     copy.Call("Close");
     saving_.SavePublishedDoc(published, "O");
     site_.System().DeleteFile(published);

@@ -11,9 +11,6 @@
 
 namespace quillorn::workflow {
 
-// The protection password of managed documents.
-inline constexpr char kProtectionPassword[] = "ZTRshelter";
-
 class DocumentSaving {
  public:
   DocumentSaving(ModuleSite& site, DocumentTracking& tracking) : site_(site), tracking_(tracking) {}

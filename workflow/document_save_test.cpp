@@ -8,6 +8,7 @@
 #include <string>
 #include <vector>
 
+#include "automation/protection.h"
 #include "data/catalogue_test_support.h"
 #include "data/change_capture.h"
 #include "data/fetching.h"
@@ -21,7 +22,7 @@
 namespace quillorn::workflow {
 namespace {
 
-using hostsim::HostKind;
+using platform::HostType;
 using testing::CachedDoc;
 using testing::FakeSite;
 using testing::FilesRow;
@@ -29,12 +30,12 @@ using testing::FilesRow;
 constexpr std::int32_t kDocId = 12;
 constexpr std::int32_t kDocNo = 120;
 
-const char* FileNameFor(HostKind kind) {
+const char* FileNameFor(HostType kind) {
   switch (kind) {
-    case HostKind::Word: return "Procedure.docx";
-    case HostKind::Excel: return "Register.xlsx";
-    case HostKind::PowerPoint: return "Induction.pptx";
-    case HostKind::Publisher: return "Leaflet.pub";
+    case HostType::ohaWord: return "Procedure.docx";
+    case HostType::ohaExcel: return "Register.xlsx";
+    case HostType::ohaPowerPoint: return "Induction.pptx";
+    case HostType::ohaPublisher: return "Leaflet.pub";
   }
   return "";
 }
@@ -42,7 +43,7 @@ const char* FileNameFor(HostKind kind) {
 // A managed document as tracking leaves it: cached record, FILES row, the
 // file open and active in the host, tblFiles and tblDoc on their rows.
 struct Managed {
-  Managed(HostKind kind, const std::string& status, FilesRow row = {}, int port = 0) : site(kind, port) {
+  Managed(HostType kind, const std::string& status, FilesRow row = {}, int port = 0) : site(kind, port) {
     site.CacheDocument(CachedDoc{.DOC_ID = kDocId, .DOC_NO = kDocNo, .STATUS = status}, 3);
     path = site.cache + FileNameFor(kind);
     row.DOC_ID = kDocId;
@@ -67,7 +68,7 @@ struct Managed {
     for (const auto& r : rows.rows) types.push_back(r[0].AsString());
     return types;
   }
-  std::shared_ptr<hostsim::DocumentModel> Published(const std::string& sourceType, HostKind kind) {
+  std::shared_ptr<hostsim::DocumentModel> Published(const std::string& sourceType, HostType kind) {
     const Variant blob = site.dm().cacheLookup("select SOURCE from PUBLISHED_DOCS where DOC_NO=120 and SOURCE_TYPE='" +
                                                sourceType + "'");
     return hostsim::DocumentFromJson(blob.AsString(), kind);
@@ -109,7 +110,7 @@ TEST(DocumentSave, SaveMarksTheDocumentAsEditedUnlessCheckedOutOrApproved) {
   // "A" is online here, with both flags off: no publishing.
   for (const Case& c : std::vector<Case>{{"W", "E"}, {"E", "E"}, {"R", "E"}, {"C", "C"}, {"A", "A"}}) {
     SCOPED_TRACE(c.before);
-    Managed m(HostKind::Word, c.before);
+    Managed m(HostType::ohaWord, c.before);
     m.site.dm().Connection.mIsServerReachable = true;
     EXPECT_TRUE(m.wf.Saving.DocumentSave());
     EXPECT_EQ(m.Status(), c.after);
@@ -122,7 +123,7 @@ TEST(DocumentSave, SaveMarksTheDocumentAsEditedUnlessCheckedOutOrApproved) {
 
 TEST(DocumentSave, IgnoredOrReadOnlyRowsAreLeftToTheHost) {
   for (const FilesRow& row : {FilesRow{.READ_ONLY = true}, FilesRow{.IGNORE = true}}) {
-    Managed m(HostKind::Word, "W", row);
+    Managed m(HostType::ohaWord, "W", row);
     EXPECT_FALSE(m.wf.Saving.DocumentSave());
     EXPECT_EQ(m.Status(), "W");
     EXPECT_FALSE(m.model->saved);
@@ -131,7 +132,7 @@ TEST(DocumentSave, IgnoredOrReadOnlyRowsAreLeftToTheHost) {
 }
 
 TEST(DocumentSave, OfflineSaveHandsRecordAndFileToTheCommit) {
-  Managed m(HostKind::Word, "W");
+  Managed m(HostType::ohaWord, "W");
   EXPECT_TRUE(m.wf.Saving.DocumentSave());
   EXPECT_EQ(data::CacheFilesOf(m.site.cache, "DOCS").size(), 1u);
   EXPECT_EQ(m.site.dm().cacheLookup("select count(*) from CACHELOG").AsInt(), 1);
@@ -140,7 +141,7 @@ TEST(DocumentSave, OfflineSaveHandsRecordAndFileToTheCommit) {
 }
 
 TEST(DocumentSave, CheckedOutSaveStaysWithTheUser) {
-  Managed m(HostKind::Word, "W", FilesRow{.CHECKED_OUT = true});
+  Managed m(HostType::ohaWord, "W", FilesRow{.CHECKED_OUT = true});
   EXPECT_TRUE(m.wf.Saving.DocumentSave());
   EXPECT_TRUE(m.site.Row(m.path)->CACHED);
   EXPECT_TRUE(m.model->saved);
@@ -163,7 +164,7 @@ TEST(DocumentSave, HostThatRenamedTheFileMovesTheRowAndExtension) {
   for (const Case& c : std::vector<Case>{{"Procedure.doc", ".doc", nullptr, ".docx"},
                                          {"PROCEDURE.DOCX", ".DOCX", "PROCEDURE.DOCX", ".DOCX"}}) {
     SCOPED_TRACE(c.rowName);
-    Managed m(HostKind::Word, "W");
+    Managed m(HostType::ohaWord, "W");
     const std::string old = m.site.cache + c.rowName;
     m.site.Exec(std::string("update DOCS set FILE_EXT='") + c.extBefore + "' where DOC_ID=12");
     m.site.Exec("update FILES set FILENAME='" + old + "' where DOC_ID=12");
@@ -179,7 +180,7 @@ TEST(DocumentSave, HostThatRenamedTheFileMovesTheRowAndExtension) {
 }
 
 TEST(DocumentSave, ApprovedDocumentOfflinePublishesOfficeFileAndPdfInEveryHost) {
-  for (HostKind kind : {HostKind::Word, HostKind::Excel, HostKind::PowerPoint}) {
+  for (HostType kind : {HostType::ohaWord, HostType::ohaExcel, HostType::ohaPowerPoint}) {
     SCOPED_TRACE(hostsim::HostKindName(kind));
     Managed m(kind, "A");
     m.site.Exec("update DOCS set PUBLISH_PRIVATE='N', PUBLISH_PUBLIC='N', PUBLISH_UNPROTECTED='Y' where DOC_ID=12");
@@ -209,16 +210,16 @@ TEST(DocumentSave, ChangedPageFormatBoxOfAWordTemplateGoesToTheServer) {
   });
   const std::string stem = "update or insert into codes (D_TYPE,CODE,VAL) values ('TEMPLATE_SETTNG', 'KEEP_PG_FORMAT:120";
   struct Case {
-    HostKind kind;
+    HostType kind;
     std::optional<PageFormatSetting> box;
     const char* sent;  // "" for nothing
   };
   const std::vector<Case> cases = {
-      {HostKind::Word, std::nullopt, ""},
-      {HostKind::Word, PageFormatSetting{.loaded = true, .checked = true}, ""},
-      {HostKind::Word, PageFormatSetting{.loaded = false, .checked = true}, "', 'Y') matching (D_TYPE,CODE)"},
-      {HostKind::Word, PageFormatSetting{.loaded = true, .checked = false}, "', 'N') matching (D_TYPE,CODE)"},
-      {HostKind::Excel, PageFormatSetting{.loaded = false, .checked = true}, ""},
+      {HostType::ohaWord, std::nullopt, ""},
+      {HostType::ohaWord, PageFormatSetting{.loaded = true, .checked = true}, ""},
+      {HostType::ohaWord, PageFormatSetting{.loaded = false, .checked = true}, "', 'Y') matching (D_TYPE,CODE)"},
+      {HostType::ohaWord, PageFormatSetting{.loaded = true, .checked = false}, "', 'N') matching (D_TYPE,CODE)"},
+      {HostType::ohaExcel, PageFormatSetting{.loaded = false, .checked = true}, ""},
   };
   for (const Case& c : cases) {
     SCOPED_TRACE(std::string(hostsim::HostKindName(c.kind)) + c.sent);
@@ -245,14 +246,14 @@ TEST(DocumentSave, PublishDecisionOnline) {
     const char* isPrivate;
     const char* isPublic;
     bool published;
-    HostKind kind = HostKind::Excel;
+    HostType kind = HostType::ohaExcel;
   };
   for (const Case& c : std::vector<Case>{{"A", "N", "N", false},
                                          {"A", "Y", "N", true},
                                          {"A", "N", "Y", true},
                                          {"C", "Y", "Y", false},
                                          {"W", "Y", "Y", false},
-                                         {"A", "Y", "Y", false, HostKind::Publisher}}) {
+                                         {"A", "Y", "Y", false, HostType::ohaPublisher}}) {
     SCOPED_TRACE(std::string(c.status) + c.isPrivate + c.isPublic + std::string(hostsim::HostKindName(c.kind)));
     Managed m(c.kind, c.status);
     m.site.Exec(std::string("update DOCS set PUBLISH_PRIVATE='") + c.isPrivate + "', PUBLISH_PUBLIC='" + c.isPublic +
@@ -266,13 +267,13 @@ TEST(DocumentSave, PublishDecisionOnline) {
 }
 
 TEST(DocumentSave, WordPublishesProtectedAndLeavesTheDocumentOpenForEditing) {
-  Managed m(HostKind::Word, "A");
+  Managed m(HostType::ohaWord, "A");
   m.model->track_revisions = true;
   m.model->revisions = 3;
   EXPECT_TRUE(m.wf.Saving.DocumentSave());
-  const auto published = m.Published("O", HostKind::Word);
+  const auto published = m.Published("O", HostType::ohaWord);
   EXPECT_EQ(published->protection_type, 2);
-  EXPECT_EQ(published->protection_password, kProtectionPassword);
+  EXPECT_EQ(published->protection_password, automation::kProtectionPassword);
   EXPECT_EQ(published->revisions, 0);
   EXPECT_EQ(m.model->protection_type, -1);
   EXPECT_FALSE(m.model->track_revisions);
@@ -281,7 +282,7 @@ TEST(DocumentSave, WordPublishesProtectedAndLeavesTheDocumentOpenForEditing) {
 }
 
 TEST(DocumentSave, WordPdfThatDidNotAppearIsLoggedAndTheSaveGoesOn) {
-  Managed m(HostKind::Word, "A");
+  Managed m(HostType::ohaWord, "A");
   // A folder where the PDF should go: the export fails and no file appears.
   std::filesystem::create_directories(m.path + ".pdf");
   EXPECT_TRUE(m.wf.Saving.DocumentSave());
@@ -294,7 +295,7 @@ TEST(DocumentSave, WordPdfThatDidNotAppearIsLoggedAndTheSaveGoesOn) {
 }
 
 TEST(DocumentSave, ApprovedPowerPointPublishedProtectedHasOnlySlidePictures) {
-  Managed m(HostKind::PowerPoint, "A");
+  Managed m(HostType::ohaPowerPoint, "A");
   m.model->slides.front()->shapes.push_back(std::make_shared<hostsim::ShapeModel>());
   auto second = std::make_shared<hostsim::SlideModel>();
   second->shapes.push_back(std::make_shared<hostsim::ShapeModel>());
@@ -302,7 +303,7 @@ TEST(DocumentSave, ApprovedPowerPointPublishedProtectedHasOnlySlidePictures) {
   m.model->slides.push_back(second);
 
   EXPECT_TRUE(m.wf.Saving.DocumentSave());
-  const auto published = m.Published("O", HostKind::PowerPoint);
+  const auto published = m.Published("O", HostType::ohaPowerPoint);
   ASSERT_EQ(published->slides.size(), 2u);
   for (std::size_t i = 0; i < 2; ++i) {
     SCOPED_TRACE(i);
@@ -319,7 +320,7 @@ TEST(DocumentSave, ApprovedPowerPointPublishedProtectedHasOnlySlidePictures) {
 }
 
 TEST(DocumentSave, PublishedDocReplacesItsRowAndLogsAMissingFile) {
-  Managed m(HostKind::Word, "W");
+  Managed m(HostType::ohaWord, "W");
   const std::string file = m.site.cache + "x.bin";
   for (const char* content : {"first", "second"}) {
     foundation::testing::WriteAll(file, content);
@@ -335,7 +336,7 @@ TEST(DocumentSave, PublishedDocReplacesItsRowAndLogsAMissingFile) {
 }
 
 TEST(DocumentSave, WebFormIsSavedWithItsFormRecord) {
-  Managed m(HostKind::Word, "A");
+  Managed m(HostType::ohaWord, "A");
   m.site.Exec("update DOCS set WEB_FORM='Y' where DOC_ID=12");
   m.site.dm().tblDoc.Refresh();
   m.model->revisions = 2;

@@ -19,7 +19,7 @@ namespace quillorn::workflow {
 namespace {
 
 using hostsim::DocumentModel;
-using hostsim::HostKind;
+using platform::HostType;
 using platform::DialogAnswer;
 using platform::MessageAnswer;
 using platform::MessageKind;
@@ -90,7 +90,7 @@ TEST(ExtractDocID, ReadsIdAndTheUserOfACheckedOutCopy) {
       {"12;1234567890xyz", 12, 1234567890},
       {"twelve", 0, 0},
   };
-  for (HostKind kind : {HostKind::Word, HostKind::Publisher}) {
+  for (HostType kind : {HostType::ohaWord, HostType::ohaPublisher}) {
     for (const Case& c : cases) {
       SCOPED_TRACE(c.cmsID.value_or("<no property>"));
       FakeSite site(kind);
@@ -249,7 +249,7 @@ TEST(DocumentTracking, EachKindOfDocumentInWord) {
   };
   for (const Case& c : cases) {
     SCOPED_TRACE(c.kind);
-    FakeSite site(HostKind::Word);
+    FakeSite site(HostType::ohaWord);
     site.CacheFieldCodes();
     site.CacheDocument(CachedDoc{.DOC_ID = 12, .DOC_NO = 120, .DOC_NAME = "Cleaning", .STATUS = c.status}, 3);
     const std::string path = site.cache + "Cleaning.docx";
@@ -298,7 +298,7 @@ TEST(DocumentTracking, EachKindOfDocumentInWord) {
 }
 
 TEST(DocumentTracking, FirstSightInEveryHostMarksTheFileAndWritesItsIdentity) {
-  for (HostKind kind : {HostKind::Word, HostKind::Excel, HostKind::PowerPoint, HostKind::Publisher}) {
+  for (HostType kind : {HostType::ohaWord, HostType::ohaExcel, HostType::ohaPowerPoint, HostType::ohaPublisher}) {
     SCOPED_TRACE(static_cast<int>(kind));
     FakeSite site(kind);
     site.CacheFieldCodes();
@@ -317,20 +317,20 @@ TEST(DocumentTracking, FirstSightInEveryHostMarksTheFileAndWritesItsIdentity) {
     EXPECT_TRUE(row->INIT);
     EXPECT_EQ(row->SESSION_ID, 4711);
     EXPECT_EQ(PaneCalls(site), kActivated12);
-    if (kind == HostKind::Publisher) {
+    if (kind == HostType::ohaPublisher) {
       ASSERT_EQ(model->tags.size(), 1u);
       EXPECT_EQ(model->tags[0].name, "cmsID");
       EXPECT_EQ(model->tags[0].value, "12");
     } else {
       EXPECT_EQ(Property(*model, "cmsID"), "12");
     }
-    if (kind == HostKind::Excel) {
+    if (kind == HostType::ohaExcel) {
       EXPECT_TRUE(model->protect_structure);
     }
-    if (kind == HostKind::PowerPoint) {
+    if (kind == HostType::ohaPowerPoint) {
       EXPECT_TRUE(model->final);
     }
-    if (kind == HostKind::Word) {
+    if (kind == HostType::ohaWord) {
       EXPECT_TRUE(WordProtected(*model));
       EXPECT_FALSE(model->track_revisions) << "revisions go before the lock";
       EXPECT_EQ(model->revisions, 0);
@@ -367,7 +367,7 @@ TEST(DocumentTracking, CheckedOutCopyAsksWhoLogsIn) {
       server->Exec("alter table Users add column WEB_PASSWORD VARCHAR(16)");
       server->Exec("insert into Users (USER_ID, LOGIN, WEB_PASSWORD) values (5, 'BOB', 'pw2')");
     }
-    FakeSite site(HostKind::Word, server ? server->Port() : 0);
+    FakeSite site(HostType::ohaWord, server ? server->Port() : 0);
     if (c.online) {
       ASSERT_TRUE(site.dm().ConnectToServer(true));
     }
@@ -404,7 +404,7 @@ TEST(DocumentTracking, CheckedOutCopyAsksWhoLogsIn) {
 }
 
 TEST(DocumentTracking, FirstEventOfASessionDropsACheckedOutLeftoverOfThatFile) {
-  FakeSite site(HostKind::Word);
+  FakeSite site(HostType::ohaWord);
   site.CacheDocument(CachedDoc{.DOC_ID = 12, .STATUS = "A"}, 3);
   site.CacheDocument(CachedDoc{.DOC_ID = 13, .STATUS = "A"}, 3);
   site.CacheUser(3, "ALICE", "pw");
@@ -434,7 +434,7 @@ TEST(DocumentTracking, FirstEventOfASessionDropsACheckedOutLeftoverOfThatFile) {
 }
 
 TEST(DocumentTracking, RowIsFoundByIdBeforeNameAndKeepsItsFileName) {
-  FakeSite site(HostKind::Word);
+  FakeSite site(HostType::ohaWord);
   site.CacheDocument(CachedDoc{.DOC_ID = 12, .STATUS = "A"}, 3);
   const std::string announced = site.cache + "Original.DOCX";
   site.Announce(FilesRow{.DOC_ID = 12, .FILENAME = announced, .INIT = true, .IGNORE = false, .SESSION_ID = 1});
@@ -460,7 +460,7 @@ TEST(DocumentTracking, RowIsFoundByIdBeforeNameAndKeepsItsFileName) {
 }
 
 TEST(DocumentTracking, CopyOfAManagedFileLeavesThePaneOfTheDocumentBefore) {
-  FakeSite site(HostKind::Word);
+  FakeSite site(HostType::ohaWord);
   site.CacheDocument(CachedDoc{.DOC_ID = 13, .STATUS = "A"}, 3);
   site.Announce(FilesRow{.DOC_ID = 13, .FILENAME = site.cache + "b.docx", .USER_ID = 3});
   site.Tracking().DocumentChangedEvent(site.OpenDocument("b.docx", "13"));
@@ -478,7 +478,7 @@ TEST(DocumentTracking, CopyOfAManagedFileLeavesThePaneOfTheDocumentBefore) {
 }
 
 TEST(DocumentTracking, UnnamedDocumentIsLeftAlone) {
-  FakeSite site(HostKind::Word);
+  FakeSite site(HostType::ohaWord);
   const auto model = site.host->Add();
   model->full_name.clear();
   model->untitled_name.clear();
@@ -489,7 +489,7 @@ TEST(DocumentTracking, UnnamedDocumentIsLeftAlone) {
 
 TEST(DocumentTracking, SwitchingBetweenKnownDocumentsMakesNoRemoteCall) {
   data::testing::FetchServer server;
-  FakeSite site(HostKind::Word, server.Port());
+  FakeSite site(HostType::ohaWord, server.Port());
   site.CacheDocument(CachedDoc{.DOC_ID = 12, .STATUS = "A"}, 3);
   site.CacheDocument(CachedDoc{.DOC_ID = 13, .STATUS = "E"}, 3);
   site.Announce(FilesRow{.DOC_ID = 12, .FILENAME = site.cache + "a.docx", .INIT = true, .IGNORE = false});
@@ -519,7 +519,7 @@ TEST(DocumentTracking, ResetCmsIdWritesTheRowsIdentityIntoTheActiveDocument) {
   };
   const std::vector<Case> cases = {
       {false, std::nullopt, "12"}, {false, "99", "12"}, {true, "12", "12;3"}, {true, std::nullopt, "12;3"}};
-  for (HostKind kind : {HostKind::Word, HostKind::Publisher}) {
+  for (HostType kind : {HostType::ohaWord, HostType::ohaPublisher}) {
     for (const Case& c : cases) {
       SCOPED_TRACE(c.after + (c.before ? " over " + *c.before : " added"));
       FakeSite site(kind);
@@ -539,7 +539,7 @@ TEST(DocumentTracking, ResetCmsIdWritesTheRowsIdentityIntoTheActiveDocument) {
       ASSERT_TRUE(data::OpenDoc(site.dm(), 12, false, false));
       site.Tracking().ResetCmsID();
       const auto model = site.Model(doc);
-      if (kind == HostKind::Publisher) {
+      if (kind == HostType::ohaPublisher) {
         ASSERT_EQ(model->tags.size(), 1u);
         EXPECT_EQ(model->tags[0].value, c.after);
       } else {
@@ -553,15 +553,15 @@ TEST(DocumentTracking, ResetCmsIdWritesTheRowsIdentityIntoTheActiveDocument) {
 
 TEST(DocumentTracking, ToolboxFollowsHostAndCloudMode) {
   struct Case {
-    HostKind kind;
+    HostType kind;
     bool cloud;
     bool uploadPolled;
     bool templatesRefreshed;
   };
   const std::vector<Case> cases = {
-      {HostKind::Word, true, true, true},         {HostKind::Word, false, false, true},
-      {HostKind::Excel, true, false, false},      {HostKind::PowerPoint, true, false, true},
-      {HostKind::Publisher, true, false, false},
+      {HostType::ohaWord, true, true, true},         {HostType::ohaWord, false, false, true},
+      {HostType::ohaExcel, true, false, false},      {HostType::ohaPowerPoint, true, false, true},
+      {HostType::ohaPublisher, true, false, false},
   };
   for (const Case& c : cases) {
     SCOPED_TRACE(static_cast<int>(c.kind));
@@ -581,7 +581,7 @@ TEST(DocumentTracking, ToolboxFollowsHostAndCloudMode) {
 }
 
 TEST(DocumentTracking, RefreshDocFieldsRewritesEveryHandledWordDocumentAndKeepsTheCurrentRows) {
-  FakeSite site(HostKind::Word);
+  FakeSite site(HostType::ohaWord);
   site.CacheFieldCodes();
   site.CacheDocument(CachedDoc{.DOC_ID = 12, .DOC_NAME = "Twelve", .STATUS = "A"}, 3);
   site.CacheDocument(CachedDoc{.DOC_ID = 13, .DOC_NAME = "Thirteen", .STATUS = "A"}, 3);
@@ -614,7 +614,7 @@ TEST(DocumentTracking, RefreshDocFieldsRewritesEveryHandledWordDocumentAndKeepsT
 }
 
 TEST(DocumentTracking, RefreshDocFieldsOutsideWordOnlyPutsTheRowsBack) {
-  FakeSite site(HostKind::Excel);
+  FakeSite site(HostType::ohaExcel);
   site.CacheFieldCodes();
   site.CacheDocument(CachedDoc{.DOC_ID = 12, .DOC_NAME = "Twelve", .FILE_TYPE = 3}, 3);
   site.Announce(FilesRow{.DOC_ID = 12, .FILENAME = site.cache + "a.xlsx", .USER_ID = 3});

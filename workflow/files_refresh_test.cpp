@@ -18,7 +18,7 @@ using testing::FakeSite;
 using testing::FilesRow;
 
 TEST(FilesRefresh, EveryWriteShowsWhoeverMadeIt) {
-  FakeSite site(hostsim::HostKind::Word);
+  FakeSite site(platform::HostType::ohaWord);
   site.Announce(FilesRow{.DOC_ID = 1, .FILENAME = "a"});
   data::Tdm& dm = site.dm();
   data::OpenFiles(dm);

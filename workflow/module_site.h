@@ -8,7 +8,7 @@
 #include <optional>
 #include <string_view>
 
-#include "automation/host_type.h"
+#include "automation/file_type.h"
 #include "platform/main_loop.h"
 #include "platform/prompts.h"
 #include "platform/system_services.h"

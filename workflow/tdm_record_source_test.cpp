@@ -16,7 +16,7 @@ using testing::CachedDoc;
 using testing::FakeSite;
 
 TEST(TdmRecordSource, ReadsTheRowTblDocStandsOnAndMovesOnlyToADocThatIsThere) {
-  FakeSite site(hostsim::HostKind::Word);
+  FakeSite site(platform::HostType::ohaWord);
   site.CacheDocument(CachedDoc{.DOC_ID = 5, .DOC_NO = 50, .DOC_NAME = "Five"}, 3);
   site.CacheDocument(CachedDoc{.DOC_ID = 6, .DOC_NO = 60, .DOC_NAME = "Six"}, 3);
   ASSERT_TRUE(data::OpenDoc(site.dm(), 6, false, false));
@@ -40,12 +40,12 @@ TEST(TdmRecordSource, ReadsTheRowTblDocStandsOnAndMovesOnlyToADocThatIsThere) {
 }
 
 TEST(TdmRecordSource, ClosedDocTableRaisesInsteadOfAnsweringNull) {
-  FakeSite site(hostsim::HostKind::Word);
+  FakeSite site(platform::HostType::ohaWord);
   EXPECT_THROW(site.records->DocValue("DOC_ID"), data::DataSetError);
 }
 
 TEST(TdmRecordSource, FieldsInTableOrderCodesFromTheCacheAndTemplateState) {
-  FakeSite site(hostsim::HostKind::Word);
+  FakeSite site(platform::HostType::ohaWord);
   site.Exec("insert into DOCFIELDS (CODE, VAL) values ('Owner', 'Q&A')");
   site.Exec("insert into DOCFIELDS (CODE, VAL) values ('Empty', null)");
   site.Exec("insert into CODES (D_TYPE, CODE, VAL) values ('SETTINGS', 'DATE_FORMAT', 'dd/mm/yyyy')");
@@ -72,7 +72,7 @@ TEST(TdmRecordSource, FieldsInTableOrderCodesFromTheCacheAndTemplateState) {
 }
 
 TEST(TdmRecordSource, TemplateIdGoesIntoTheOpenRowUnposted) {
-  FakeSite site(hostsim::HostKind::Word);
+  FakeSite site(platform::HostType::ohaWord);
   site.CacheDocument(CachedDoc{.DOC_ID = 5, .DOC_NO = 50}, 3);
   ASSERT_TRUE(data::OpenDoc(site.dm(), 5, false, false));
   site.records->SetDocTemplateID(77);

@@ -16,7 +16,7 @@
 
 #include "automation/control_fields.h"
 #include "automation/document_fields.h"
-#include "automation/host_type.h"
+#include "automation/file_type.h"
 #include "data/connection_test_support.h"
 #include "data/settings.h"
 #include "data/tdm.h"
@@ -35,16 +35,6 @@
 #include "workflow/tdm_record_source.h"
 
 namespace quillorn::workflow::testing {
-
-inline HostType HostTypeOf(hostsim::HostKind kind) {
-  switch (kind) {
-    case hostsim::HostKind::Word: return HostType::ohaWord;
-    case hostsim::HostKind::Excel: return HostType::ohaExcel;
-    case hostsim::HostKind::PowerPoint: return HostType::ohaPowerPoint;
-    case hostsim::HostKind::Publisher: return HostType::ohaPublisher;
-  }
-  return HostType::ohaWord;
-}
 
 // A FILES row as the desktop program announces a file (or as a test finds one).
 struct FilesRow {
@@ -77,7 +67,7 @@ struct CachedDoc {
 class FakeSite final : public ModuleSite {
  public:
   // port 0: a loopback port where nothing listens, so that every ping fails.
-  explicit FakeSite(hostsim::HostKind kind, int port = 0) : host(hostsim::CreateHost(kind)), type_(HostTypeOf(kind)) {
+  explicit FakeSite(platform::HostType kind, int port = 0) : host(hostsim::CreateHost(kind)), type_(kind) {
     cache = traced.folder.Dir() + "Cache/";
     std::filesystem::create_directories(cache);
     foundation::testing::WriteAll(traced.folder.Path() / data::kAddInIniName,

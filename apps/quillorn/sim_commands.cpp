@@ -14,7 +14,7 @@ namespace quillorn::apps {
 namespace {
 
 using hostsim::DocumentModel;
-using hostsim::HostKind;
+using platform::HostType;
 using hostsim::ShapeList;
 
 std::string Quoted(const std::string& text) {
@@ -40,7 +40,7 @@ void PrintShapes(std::ostream& out, const std::string& where, const ShapeList& s
 }
 
 void PrintDocument(std::ostream& out, const DocumentModel& doc) {
-  if (doc.host == HostKind::Publisher) {
+  if (doc.host == HostType::ohaPublisher) {
     out << "Tags:\n";
     for (const auto& t : doc.tags) out << "  " << t.name << " = " << t.value << "\n";
     if (doc.tags.empty()) out << "  (none)\n";
@@ -53,7 +53,7 @@ void PrintDocument(std::ostream& out, const DocumentModel& doc) {
   bool any = false;
   static const char* kKinds[] = {"primary", "first page", "even pages"};
   switch (doc.host) {
-    case HostKind::Word:
+    case HostType::ohaWord:
       for (std::size_t i = 0; i < doc.sections.size(); ++i) {
         const auto& s = *doc.sections[i];
         const std::string sec = "section " + std::to_string(i + 1);
@@ -64,17 +64,17 @@ void PrintDocument(std::ostream& out, const DocumentModel& doc) {
         }
       }
       break;
-    case HostKind::Excel:
+    case HostType::ohaExcel:
       for (const auto& s : doc.sheets) PrintShapes(out, "sheet " + s->name, s->shapes, any);
       break;
-    case HostKind::PowerPoint:
+    case HostType::ohaPowerPoint:
       if (doc.has_title_master) PrintShapes(out, "title master", doc.title_master_shapes, any);
       PrintShapes(out, "slide master", doc.slide_master_shapes, any);
       for (std::size_t i = 0; i < doc.slides.size(); ++i) {
         PrintShapes(out, "slide " + std::to_string(i + 1), doc.slides[i]->shapes, any);
       }
       break;
-    case HostKind::Publisher:
+    case HostType::ohaPublisher:
       PrintShapes(out, "page 1", doc.page_shapes, any);
       break;
   }
@@ -87,7 +87,7 @@ struct OpenOptions {
 };
 
 void RunOpen(const OpenOptions& opts) {
-  std::optional<HostKind> kind =
+  std::optional<HostType> kind =
       opts.host.empty() ? hostsim::HostKindForFile(opts.file) : hostsim::HostKindFromName(opts.host);
   if (!kind) {
     if (opts.host.empty()) {
@@ -101,8 +101,8 @@ void RunOpen(const OpenOptions& opts) {
   auto host = hostsim::CreateHost(*kind);
   try {
     platform::Variant app(host->Application());
-    const char* collection = *kind == HostKind::Excel        ? "Workbooks"
-                             : *kind == HostKind::PowerPoint ? "Presentations"
+    const char* collection = *kind == HostType::ohaExcel        ? "Workbooks"
+                             : *kind == HostType::ohaPowerPoint ? "Presentations"
                                                              : "Documents";
     platform::Variant doc = app.Get(collection).Call("Open", {platform::Variant(opts.file)});
     const bool is_new = !host->Active()->ever_saved;

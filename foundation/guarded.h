@@ -1,4 +1,4 @@
-// The error frame of the automation routines: a block whose failure goes to
+// The error frame of a routine that must go on: a block whose failure goes to
 // the exception log under the routine's text, or one whose failure is expected
 // and swallowed. Nothing leaves either, so host events never see a host error.
 #pragma once
@@ -8,16 +8,16 @@
 
 #include "foundation/log.h"
 
-namespace quillorn::automation {
+namespace quillorn::foundation {
 
 template <typename F>
 void Guarded(std::string_view msg, F&& body) noexcept {
   try {
     body();
   } catch (const std::exception& e) {
-    foundation::LogException(e, msg);
+    LogException(e, msg);
   } catch (...) {
-    foundation::LogException(nullptr, msg);
+    LogException(nullptr, msg);
   }
 }
 
@@ -30,4 +30,4 @@ void Quietly(F&& body) noexcept {
   }
 }
 
-}  // namespace quillorn::automation
+}  // namespace quillorn::foundation
