@@ -94,11 +94,8 @@ void TAddInModule::DoCreate() {
                              : foundation::IncludeTrailingPathDelimiter(localAppData) + "Quillorn" +
                                    foundation::kPathDelim;
   cacheDir_ = context_->AppDataDir + "Cache" + foundation::kPathDelim;
-  if (!foundation::DirectoryExists(cacheDir_)) {
-    // A cache folder that cannot be made shows up as the data module's own failure later.
-    std::error_code ignored;
-    std::filesystem::create_directories(foundation::PathFromUtf8(cacheDir_), ignored);
-  }
+  // A cache folder that cannot be made shows up as the data module's own failure later.
+  if (!foundation::DirectoryExists(cacheDir_)) host_.System->CreateFolders(cacheDir_);
   LogTrace("AppDir", context_->AppDir);
   LogTrace("AppDataDir", context_->AppDataDir);
   LogTrace("CacheDir", cacheDir_);

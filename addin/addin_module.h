@@ -18,6 +18,7 @@
 #include "addin/host.h"
 #include "addin/pane_manager.h"
 #include "foundation/context.h"
+#include "foundation/reentry_flag.h"
 #include "platform/main_loop.h"
 #include "platform/variant.h"
 
@@ -115,11 +116,11 @@ class TAddInModule {
   void RunEvent(const std::function<void()>& handler);
 
   // ---- State other parts of the add-in set while they work on documents.
-  bool mInternalClose = false;    // the add-in closes a document itself: before-close passes
+  foundation::ReentryFlag mInternalClose;  // the add-in closes a document itself: before-close passes
   bool mDonePrinting = false;
   bool mInPrint = false;
   bool mPrintControlled = false;
-  bool mInternalSave = false;     // the add-in saves itself: before-save passes
+  foundation::ReentryFlag mInternalSave;   // the add-in saves itself: before-save passes
 
   // ---- What a host, a simulator or a test may read.
   HostType GetHostType() const noexcept { return host_.Type; }

@@ -16,6 +16,7 @@
 #include "hostsim/hosts.h"
 #include "platform/clock.h"
 #include "platform/queue_main_loop.h"
+#include "platform/real_files_for_test.h"
 #include "platform/scripted_prompts.h"
 #include "platform/system_services.h"
 
@@ -281,7 +282,7 @@ TEST(AddInModule, ReachabilityRenamesTheFirstPane) {
 
 // Plays the desktop program: writes FILES rows into the shared cache and reads them back.
 struct Launcher {
-  explicit Launcher(const std::string& cacheDir) : store(cacheDir) {
+  explicit Launcher(const std::string& cacheDir) : store(cacheDir, platform::testing::RealFiles()) {
     store.CreateCacheDB();
     store.cacheLookup("select count(*) from FILES");  // opens the file
   }

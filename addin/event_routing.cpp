@@ -8,7 +8,7 @@
 
 #include "addin/addin_module.h"
 #include "automation/protection.h"
-#include "data/table.h"
+#include "data/records.h"
 #include "data/tdm.h"
 #include "foundation/log.h"
 #include "platform/office_constants.h"
@@ -24,18 +24,16 @@ using platform::Variant;
 constexpr char kSaveAsDisabled[] = "\"Save As\" is disabled for Quillorn documents!";
 constexpr char kPowerPointSaveDisabled[] = "\"Save\" and \"Save As\" is disabled for Approved Quillorn documents!";
 
-// Word's wdProtectionType for an unprotected document, and the type the add-in
-// protects with (wdAllowOnlyFormFields).
-
 bool FilesOpen(data::Tdm* dm) { return dm != nullptr && dm->tblFiles.Active(); }
 
-bool Flag(data::Tdm& dm, const char* column) { return dm.tblFiles.FieldByName(column).AsBoolean(); }
+// The active document's FILES row, by convention the current one.
+data::FilesRecord Files(data::Tdm& dm) { return data::FilesRecord::Of(dm.tblFiles); }
 
-// The current FILES row is the active document's, by convention. A table with no
-// row at all describes no document, so nothing is managed then.
+// A table with no row at all describes no document, so nothing is managed then.
 bool IsManaged(data::Tdm* dm) {
   if (!FilesOpen(dm) || dm->tblFiles.IsEmpty()) return false;
-  return !Flag(*dm, "IGNORE") && !Flag(*dm, "OLE_IGNORE");
+  const data::FilesRecord row = Files(*dm);
+  return !row.IGNORE && !row.OLE_IGNORE;
 }
 
 // Word writes only a document it counts as changed; this makes sure of it
@@ -97,7 +95,7 @@ void TAddInModule::WordAppEventsDocumentBeforeClose(const Variant& /*doc*/, bool
   RunEvent([&] {
     if (mInternalClose) return;
     data::Tdm* tdm = dm_.get();
-    if (FilesOpen(tdm) && !Flag(*tdm, "OLE_IGNORE")) Cancel = RequireWorkflow().Closing.DocumentCloseEvent();
+    if (FilesOpen(tdm) && !Files(*tdm).OLE_IGNORE) Cancel = RequireWorkflow().Closing.DocumentCloseEvent();
     if (!Cancel) RequireWorkflow().Tracking.DeactivateToolbox();
   });
 }
@@ -203,7 +201,7 @@ void TAddInModule::PowerPointAppEventsPresentationBeforeSave(const Variant& /*pr
     // PowerPoint says nothing of Save As, so any save of an editable managed
     // presentation that the add-in did not start is refused. The test is on
     // READ_ONLY, whatever the message says of approval.
-    if (IsManaged(tdm) && !Flag(*tdm, "READ_ONLY")) {
+    if (IsManaged(tdm) && !Files(*tdm).READ_ONLY) {
       Cancel = true;
       host_.Prompts->MessageDlg(kPowerPointSaveDisabled, platform::MessageKind::Error, platform::Buttons::OK);
     }
@@ -223,7 +221,7 @@ void TAddInModule::PowerPointAppEventsPresentationBeforeClose(const Variant& pre
     tdm->tblFiles.Resync();
     if (!IsManaged(tdm)) return;
     // A read-only presentation was never the user's to save: no question.
-    if (Flag(*tdm, "READ_ONLY")) pres.Put("Saved", true);
+    if (Files(*tdm).READ_ONLY) pres.Put("Saved", true);
     Cancel = RequireWorkflow().Closing.DocumentCloseEvent();
   });
 }
@@ -288,8 +286,7 @@ void TAddInModule::FileSaveShortcutAction() {
     data::Tdm* tdm = dm_.get();
     // Only IGNORE and READ_ONLY are asked, not OLE_IGNORE. A table that is not
     // open yet or has no row describes no document of ours: the host saves.
-    const bool ours = FilesOpen(tdm) && !tdm->tblFiles.IsEmpty() && !Flag(*tdm, "IGNORE") &&
-                      !Flag(*tdm, "READ_ONLY");
+    const bool ours = FilesOpen(tdm) && !tdm->tblFiles.IsEmpty() && !Files(*tdm).IGNORE && !Files(*tdm).READ_ONLY;
     if (ours) {
       RequireWorkflow().Saving.DocumentSave();
       return;

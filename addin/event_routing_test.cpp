@@ -154,7 +154,7 @@ TEST(EventRouting, SaveAsRefusalFollowsHostAndVersion) {
   for (const auto& c : cases) {
     Instance in(c.kind, c.version);
     const Doc doc = c.setup == Setup::Foreign ? in.p->host->Open(in.Path("file")) : in.OpenManaged("file", c.row);
-    if (c.setup == Setup::InternalSave) in.Module().mInternalSave = true;
+    if (c.setup == Setup::InternalSave) in.Module().mInternalSave.Set();
     // Another process ignores the file after this one positioned its row.
     if (c.setup == Setup::IgnoredMeanwhile) {
       ASSERT_TRUE(in.Dm().cacheExecSQL("update FILES set IGNORE=true"));
@@ -202,7 +202,7 @@ TEST(EventRouting, WordBeforeSaveTouchesEveryDocumentWithoutChangingIt) {
     in.Wrap(doc).Get("Content").Put("Text", Variant("Body text"));
     if (c.password != nullptr) in.Wrap(doc).Call("Protect", {2, true, c.password});
     doc->saved = true;
-    in.Module().mInternalSave = c.internalSave;
+    if (c.internalSave) in.Module().mInternalSave.Set();
 
     bool saveAsUI = false;
     bool cancel = false;
@@ -248,7 +248,7 @@ TEST(EventRouting, BeforeCloseAsksOnceAndOnlyWordSwitchesTheToolboxOff) {
     const Doc doc = in.OpenManaged("file", c.row);
     doc->MarkChanged();
     in.Module().ShowQuillornTabs(true);
-    in.Module().mInternalClose = c.internalClose;
+    if (c.internalClose) in.Module().mInternalClose.Set();
     if (c.answer != ModalResult::mrNone) {
       in.p->prompts.Answer({c.answer, "Do you want to save the changes to \"Procedure file\"?", MessageKind::Warning});
     }

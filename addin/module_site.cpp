@@ -26,11 +26,15 @@ platform::Variant ModuleWorkflowSite::Application() {
 
 void ModuleWorkflowSite::DisconnectApplication() { module_.DisconnectApplication(); }
 
-data::Tdm& ModuleWorkflowSite::dm() {
+data::TdmDocumentData& ModuleWorkflowSite::Data() {
   data::Tdm* dm = module_.dm();
   if (dm == nullptr) throw std::logic_error("The data module is not there before initialisation");
-  return *dm;
+  if (!data_) data_ = std::make_unique<data::TdmDocumentData>(*dm, System());
+  return *data_;
 }
+
+data::DocumentRecords& ModuleWorkflowSite::Records() { return Data(); }
+data::DataFetcher& ModuleWorkflowSite::Fetcher() { return Data(); }
 
 platform::Prompts& ModuleWorkflowSite::Prompts() {
   platform::Prompts* prompts = module_.GetHost().Prompts;
@@ -42,7 +46,9 @@ platform::SystemServices& ModuleWorkflowSite::System() { return *module_.GetHost
 
 automation::DocFieldsContext& ModuleWorkflowSite::FieldsContext() {
   if (!fields_) {
-    records_ = std::make_unique<workflow::TdmRecordSource>(dm(), System());
+    data::Tdm* dm = module_.dm();
+    if (dm == nullptr) throw std::logic_error("The data module is not there before initialisation");
+    records_ = std::make_unique<TdmRecordSource>(*dm, System());
     fields_.emplace(automation::DocFieldsContext{*records_, Host(), Application(), controlFieldValues_});
   }
   // The application goes once the host has quit; the routines then see Empty.
@@ -50,8 +56,8 @@ automation::DocFieldsContext& ModuleWorkflowSite::FieldsContext() {
   return *fields_;
 }
 
-bool& ModuleWorkflowSite::mInternalSave() { return module_.mInternalSave; }
-bool& ModuleWorkflowSite::mInternalClose() { return module_.mInternalClose; }
+foundation::ReentryFlag& ModuleWorkflowSite::mInternalSave() { return module_.mInternalSave; }
+foundation::ReentryFlag& ModuleWorkflowSite::mInternalClose() { return module_.mInternalClose; }
 platform::Timer& ModuleWorkflowSite::ShutdownTimer() { return module_.ShutdownTimer; }
 platform::Timer& ModuleWorkflowSite::UploadCheckTimer() { return module_.UploadCheckTimer; }
 
@@ -59,6 +65,11 @@ void ModuleWorkflowSite::ShowQuillornPane(std::int64_t docId) { module_.ShowQuil
 void ModuleWorkflowSite::HideQuillornPane() { module_.HideQuillornPane(); }
 void ModuleWorkflowSite::ShowQuillornTabs(bool visible) { module_.ShowQuillornTabs(visible); }
 void ModuleWorkflowSite::SetQuillornRibbonButtonStates() { addin::SetQuillornRibbonButtonStates(module_); }
+
+void ModuleWorkflowSite::PopulateCustomFields() {
+  data::Tdm* dm = module_.dm();
+  if (dm != nullptr && dm->AddIn != nullptr) dm->AddIn->PopulateCustomFields();
+}
 
 bool ModuleWorkflowSite::PaneExists() const {
   const PaneManager* panes = module_.Panes();

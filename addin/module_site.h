@@ -1,7 +1,8 @@
 // The add-in module as the document routines see it: its host, version, data
 // module, prompts, flags, timers and pane routines, and where the routines leave
-// the names of steps not built yet. A thin view; it owns only the record source
-// and the control field values that the field routines read.
+// the names of steps not built yet. A thin view; it owns only the data module's
+// narrow views, the record source and the control field values that the field
+// routines read.
 #pragma once
 
 #include <memory>
@@ -9,9 +10,10 @@
 #include <string_view>
 
 #include "automation/control_fields.h"
+#include "addin/tdm_record_source.h"
 #include "automation/document_fields.h"
+#include "data/tdm_document_data.h"
 #include "workflow/module_site.h"
-#include "workflow/tdm_record_source.h"
 
 namespace quillorn::addin {
 
@@ -28,18 +30,20 @@ class ModuleWorkflowSite final : public workflow::ModuleSite {
   std::int32_t SessionID() const override;
   platform::Variant Application() override;
   void DisconnectApplication() override;
-  data::Tdm& dm() override;
+  data::DocumentRecords& Records() override;
+  data::DataFetcher& Fetcher() override;
   platform::Prompts& Prompts() override;
   platform::SystemServices& System() override;
   automation::DocFieldsContext& FieldsContext() override;
-  bool& mInternalSave() override;
-  bool& mInternalClose() override;
+  foundation::ReentryFlag& mInternalSave() override;
+  foundation::ReentryFlag& mInternalClose() override;
   platform::Timer& ShutdownTimer() override;
   platform::Timer& UploadCheckTimer() override;
   void ShowQuillornPane(std::int64_t docId) override;
   void HideQuillornPane() override;
   void ShowQuillornTabs(bool visible) override;
   void SetQuillornRibbonButtonStates() override;
+  void PopulateCustomFields() override;
   bool PaneExists() const override;
   // Always nullopt: the pane holds no toolbox form with its page-format box yet.
   std::optional<workflow::PageFormatSetting> PageFormat() const override;
@@ -47,8 +51,11 @@ class ModuleWorkflowSite final : public workflow::ModuleSite {
   void NotBuilt(std::string_view routine) override;
 
  private:
+  data::TdmDocumentData& Data();
+
   TAddInModule& module_;
-  std::unique_ptr<workflow::TdmRecordSource> records_;
+  std::unique_ptr<data::TdmDocumentData> data_;
+  std::unique_ptr<TdmRecordSource> records_;
   automation::ControlFieldValueArray controlFieldValues_{};
   std::optional<automation::DocFieldsContext> fields_;
 };

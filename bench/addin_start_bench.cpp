@@ -20,6 +20,7 @@
 #include "hostsim/hosts.h"
 #include "platform/clock.h"
 #include "platform/queue_main_loop.h"
+#include "platform/real_files_for_test.h"
 #include "platform/scripted_prompts.h"
 #include "platform/system_services.h"
 
@@ -42,7 +43,7 @@ class Machine {
     quillorn::foundation::LogContext context;
     context.AppDataDir = AppDataDir();
     quillorn::foundation::ContextScope scope(context);
-    quillorn::data::CacheStore store(CacheDir());
+    quillorn::data::CacheStore store(CacheDir(), quillorn::platform::testing::RealFiles());
     quillorn::data::Table files(store.CacheDB(), "FILES", "FILENAME", "tblFiles");
     store.LoadFromCache(files);
     auto& db = store.CacheDB();

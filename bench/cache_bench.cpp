@@ -14,6 +14,7 @@
 #include "data/cache_store.h"
 #include "data/table.h"
 #include "foundation/context.h"
+#include "platform/real_files_for_test.h"
 
 namespace {
 
@@ -35,7 +36,7 @@ class BenchCache {
     fs::create_directories(root_);
     context_.AppDataDir = Dir();
     ContextScope scope(context_);
-    CacheStore store(CacheDir());
+    CacheStore store(CacheDir(), quillorn::platform::testing::RealFiles());
     Table files(store.CacheDB(), "FILES", "FILENAME", "tblFiles");
     store.LoadFromCache(files);
     auto& db = store.CacheDB();
@@ -71,7 +72,7 @@ BenchCache& Cache() {
 
 void BM_CacheLookup(benchmark::State& state) {
   ContextScope scope(Cache().Context());
-  CacheStore store(Cache().CacheDir());
+  CacheStore store(Cache().CacheDir(), quillorn::platform::testing::RealFiles());
   for (auto _ : state) benchmark::DoNotOptimize(store.cacheLookup(kLookupSql));
 }
 BENCHMARK(BM_CacheLookup);
@@ -97,7 +98,7 @@ BENCHMARK(BM_CacheLookup_BaselineRawSqlite);
 void BM_OpenCacheWithFilesTable(benchmark::State& state) {
   ContextScope scope(Cache().Context());
   for (auto _ : state) {
-    CacheStore store(Cache().CacheDir());
+    CacheStore store(Cache().CacheDir(), quillorn::platform::testing::RealFiles());
     Table files(store.CacheDB(), "FILES", "FILENAME", "tblFiles");
     store.LoadFromCache(files);
     benchmark::DoNotOptimize(files.RecordCount());

@@ -17,6 +17,7 @@
 #include "data/fetching.h"
 #include "data/table.h"
 #include "foundation/context.h"
+#include "platform/real_files_for_test.h"
 #include "transport/rpc_dataset.h"
 
 namespace {
@@ -93,7 +94,7 @@ BenchCache& Cache() {
 // state.range(0): 0 into an empty table, 1 over the same rows already cached.
 void BM_FetchDocsIntoCache(benchmark::State& state) {
   ContextScope scope(Cache().Context());
-  CacheStore store(Cache().Dir());
+  CacheStore store(Cache().Dir(), quillorn::platform::testing::RealFiles());
   Table docs(store.CacheDB(), "DOCS", "DOC_ID", "tblDoc");
   store.LoadFromCache(docs);
   const bool refresh = state.range(0) == 1;
@@ -118,7 +119,7 @@ void BM_FetchDocsIntoCache_BaselineRawSqliteInsert(benchmark::State& state) {
   {
     // The cache file with its schema, as the fetch above finds it.
     ContextScope scope(Cache().Context());
-    CacheStore store(Cache().Dir());
+    CacheStore store(Cache().Dir(), quillorn::platform::testing::RealFiles());
     Table docs(store.CacheDB(), "DOCS", "DOC_ID", "tblDoc");
     store.LoadFromCache(docs);
   }

@@ -12,11 +12,13 @@
 #include <system_error>
 #include <vector>
 
+#include "addin/tdm_record_source.h"
 #include "automation/control_fields.h"
 #include "automation/document_fields.h"
 #include "data/fetching.h"
 #include "data/settings.h"
 #include "data/tdm.h"
+#include "data/tdm_document_data.h"
 #include "foundation/context.h"
 #include "hostsim/hosts.h"
 #include "platform/clock.h"
@@ -25,13 +27,12 @@
 #include "platform/system_services.h"
 #include "workflow/document_tracking.h"
 #include "workflow/module_site.h"
-#include "workflow/tdm_record_source.h"
 
 namespace {
 
 namespace fs = std::filesystem;
 using namespace quillorn;
-using automation::HostType;
+using platform::HostType;
 using platform::Variant;
 
 constexpr int kFilesRows = 10000;
@@ -49,7 +50,8 @@ class BenchSite final : public workflow::ModuleSite {
     context_.AppDataDir = dir;
     context_.AppDir = dir;
     dm_ = std::make_unique<data::Tdm>(data::TdmFolders{dir, dir, cache}, false, loop_, system_, context_);
-    records_ = std::make_unique<workflow::TdmRecordSource>(*dm_, system_);
+    data_ = std::make_unique<data::TdmDocumentData>(*dm_, system_);
+    records_ = std::make_unique<addin::TdmRecordSource>(*dm_, system_);
     fields_.emplace(automation::DocFieldsContext{*records_, HostType::ohaWord, Variant(host_->Application()), values_});
 
     foundation::ContextScope scope(context_);
@@ -65,7 +67,7 @@ class BenchSite final : public workflow::ModuleSite {
                std::vector<Variant>{Variant(kDocId)});
     db.Execute("COMMIT");
     dm_->tblFiles.Refresh();
-    data::OpenDoc(*dm_, kDocId, false, false);
+    data::OpenDoc(*dm_, kDocId, data::Fetch::IfNeeded, data::Wait::No);
     auto model = host_->Open(cache + "document-" + std::to_string(kDocId) + ".docx");
     model->custom_properties.push_back({"cmsID", 4, std::to_string(kDocId), false});
     doc_ = Variant(host_->Wrap(model));
@@ -85,18 +87,20 @@ class BenchSite final : public workflow::ModuleSite {
   std::int32_t SessionID() const override { return 1; }
   Variant Application() override { return Variant(host_->Application()); }
   void DisconnectApplication() override {}
-  data::Tdm& dm() override { return *dm_; }
+  data::DocumentRecords& Records() override { return *data_; }
+  data::DataFetcher& Fetcher() override { return *data_; }
   platform::Prompts& Prompts() override { return prompts_; }
   platform::SystemServices& System() override { return system_; }
   automation::DocFieldsContext& FieldsContext() override { return *fields_; }
-  bool& mInternalSave() override { return internalSave_; }
-  bool& mInternalClose() override { return internalClose_; }
+  foundation::ReentryFlag& mInternalSave() override { return internalSave_; }
+  foundation::ReentryFlag& mInternalClose() override { return internalClose_; }
   platform::Timer& ShutdownTimer() override { return shutdownTimer_; }
   platform::Timer& UploadCheckTimer() override { return uploadCheckTimer_; }
   void ShowQuillornPane(std::int64_t docId) override { benchmark::DoNotOptimize(docId); }
   void HideQuillornPane() override {}
   void ShowQuillornTabs(bool) override {}
   void SetQuillornRibbonButtonStates() override {}
+  void PopulateCustomFields() override {}
   bool PaneExists() const override { return true; }
   std::optional<workflow::PageFormatSetting> PageFormat() const override { return std::nullopt; }
   void RefreshPaneTemplates() override {}
@@ -111,11 +115,12 @@ class BenchSite final : public workflow::ModuleSite {
   platform::ScriptedPrompts prompts_;
   std::shared_ptr<hostsim::SimHost> host_;
   std::unique_ptr<data::Tdm> dm_;
-  std::unique_ptr<workflow::TdmRecordSource> records_;
+  std::unique_ptr<data::TdmDocumentData> data_;
+  std::unique_ptr<addin::TdmRecordSource> records_;
   automation::ControlFieldValueArray values_{};
   std::optional<automation::DocFieldsContext> fields_;
-  bool internalSave_ = false;
-  bool internalClose_ = false;
+  foundation::ReentryFlag internalSave_;
+  foundation::ReentryFlag internalClose_;
   platform::Timer shutdownTimer_{loop_, 500, [] {}};
   platform::Timer uploadCheckTimer_{loop_, 1000, [] {}};
   Variant doc_;

@@ -1,7 +1,6 @@
 #include "data/cache_files.h"
 
 #include <cstdio>
-#include <fstream>
 #include <stdexcept>
 #include <string>
 
@@ -20,11 +19,11 @@ namespace {
 // wait for the next tick.
 constexpr int kMaxTempNameTries = 1000000;
 
-void WriteBlob(const std::string& FileName, const std::string& Bytes) {
-  std::ofstream out(foundation::PathFromUtf8(FileName), std::ios::binary | std::ios::trunc);
-  if (!out) throw std::runtime_error("Cannot create file \"" + FileName + "\".");
-  out.write(Bytes.data(), static_cast<std::streamsize>(Bytes.size()));
-  if (!out) throw std::runtime_error("Cannot write file \"" + FileName + "\".");
+void WriteBlob(platform::SystemServices& System, const std::string& FileName, const std::string& Bytes) {
+  if (!System.WriteFile(FileName, Bytes)) {
+    System.DeleteFile(FileName);
+    throw std::runtime_error("Cannot create file \"" + FileName + "\".");
+  }
 }
 
 }  // namespace
@@ -35,7 +34,7 @@ std::string NewCacheFileName(const std::string& CacheDir, const std::string& Pre
     char hex[16];
     std::snprintf(hex, sizeof hex, "%012X", static_cast<unsigned>(System.TickCount()));
     std::string name = CacheDir + Prefix + hex;
-    if (!foundation::FileExists(name)) return name;
+    if (!System.FileExists(name)) return name;
   }
   throw std::runtime_error("No free file name for " + CacheDir + Prefix);
 }
@@ -57,14 +56,14 @@ std::string GetTemplateFile(Tdm& dm, platform::SystemServices& System, std::int3
           lookup(dm, "select seq from docs where is_current='Y' and status='A' and doc_no=" + docNo);
       current = serverSeq.IsNull() || (serverSeq.kind() != Variant::Kind::Array && serverSeq.AsInt() == storedSeq);
     }
-    if (!current) FetchData(dm, templates, TemplateSourceSql(DocNo), dm.Results.TemplatesResult, nullptr, true);
+    if (!current) FetchData(dm, templates, TemplateSourceSql(DocNo), dm.Results.TemplatesResult, nullptr, Wait::ForAnswer);
   }
 
   if (!templates.Locate("doc_no", Variant(DocNo))) return {};
   const Field source = templates.FieldByName("source");
   if (source.IsNull()) return {};
   const std::string name = NewCacheFileName(dm.Folders().CacheDir, "cms", System);
-  WriteBlob(name, source.AsString());
+  WriteBlob(System, name, source.AsString());
   return name;
 }
 
@@ -72,14 +71,14 @@ std::string GetLogoFile(Tdm& dm, platform::SystemServices& System) {
   foundation::ContextScope scope(dm.Context());
   ProcNameScope proc("dm.GetLogoFile");
   // A fetch that this starts lands later: the file is made of what the cache holds now.
-  OpenLogo(dm, !dm.mLogoLive);
+  OpenLogo(dm, dm.Live.mLogoLive ? Fetch::IfNeeded : Fetch::Refresh);
   dm.tblLogo.First();
   const Field logo = dm.tblLogo.FieldByName("logo");
   if (logo.IsNull()) return {};
   const std::string name = NewCacheFileName(dm.Folders().CacheDir, "logo", System);
-  WriteBlob(name, {});
+  WriteBlob(System, name, {});
   dm.TempFiles.push_back(name);
-  WriteBlob(name, logo.AsString());
+  WriteBlob(System, name, logo.AsString());
   return name;
 }
 

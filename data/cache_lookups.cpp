@@ -59,16 +59,6 @@ bool CacheStore::memExecSQL(const std::string& SQL) {
   return true;
 }
 
-std::string SqlSafeString(const std::string& S) {
-  std::string out;
-  out.reserve(S.size());
-  for (char c : S) {
-    out += c;
-    if (c == '\'') out += '\'';
-  }
-  return out;
-}
-
 std::string MyVarToStrDef(const Variant& Value, const std::string& Default) {
   if (Value.IsNull()) return Default;
   if (Value.kind() == Variant::Kind::Array) {

@@ -5,6 +5,8 @@
 #include "data/cache_store.h"
 #include "foundation/context.h"
 #include "foundation/temp_folder_for_test.h"
+#include "platform/faulty_files.h"
+#include "platform/real_files_for_test.h"
 
 namespace quillorn::data {
 namespace {
@@ -35,7 +37,7 @@ class LookupTest : public ::testing::Test {
 };
 
 TEST_F(LookupTest, CacheLookupWithoutACacheFileMakesNone) {
-  CacheStore store(CacheDir());
+  CacheStore store(CacheDir(), quillorn::platform::testing::RealFiles());
   EXPECT_TRUE(store.cacheLookup("select VER_NO from VER").IsEmpty());
   EXPECT_FALSE(fs::exists(store.CacheFileName()));
   // The exec helper doesn't open the database either: it fails and says so.
@@ -45,11 +47,11 @@ TEST_F(LookupTest, CacheLookupWithoutACacheFileMakesNone) {
 
 TEST_F(LookupTest, CacheLookupValues) {
   {
-    CacheStore maker(CacheDir());
+    CacheStore maker(CacheDir(), quillorn::platform::testing::RealFiles());
     MakeCache(maker);
   }
   // A fresh instance finds the existing file by itself.
-  CacheStore store(CacheDir());
+  CacheStore store(CacheDir(), quillorn::platform::testing::RealFiles());
   struct Case {
     const char* sql;
     Variant expected;
@@ -72,7 +74,7 @@ TEST_F(LookupTest, CacheLookupValues) {
 }
 
 TEST_F(LookupTest, MemoryHelpersRaise) {
-  CacheStore store(CacheDir());
+  CacheStore store(CacheDir(), quillorn::platform::testing::RealFiles());
   Table webFields(store.MEMORY(), "WebFields", "", "tblWebFields");
   Table intervals(store.MEMORY(), "ReviewIntervals", "", "tblReviewIntervals");
   store.OpenMemoryTables(webFields, intervals);
@@ -110,26 +112,15 @@ TEST(MyVarToStrDef, LookupValuesAsText) {
 
 // ---- ClearOldCache ---------------------------------------------------------------
 
-class FakeHousekeeping : public CacheHousekeeping {
- public:
-  explicit FakeHousekeeping(std::string temp) : temp_(std::move(temp)) {}
-  std::string TempDir() override { return temp_; }
-  bool FileExists(const std::string& FileName) override { return disk_.FileExists(FileName); }
-  bool DeleteFile(const std::string& FileName) override {
-    if (FileName.find("locked") != std::string::npos) return false;  // held open by a host
-    return disk_.DeleteFile(FileName);
-  }
-
- private:
-  std::string temp_;
-  DiskHousekeeping disk_;
-};
-
 TEST_F(LookupTest, ClearOldCacheDeletesOnlyItsOwnFiles) {
-  CacheStore store(CacheDir());
-  Table files(store.CacheDB(), "FILES", "FILENAME", "tblFiles");
-  store.LoadFromCache(files);
   const std::string temp = (folder_.Path() / "Temp" / "").string();
+  platform::FakeSystemServices system;
+  system.temp = temp;
+  platform::FaultyFiles files(system);
+  files.Add({.kind = platform::FileFault::Kind::DeleteRefused, .nameContains = "locked", .times = -1});
+  CacheStore store(CacheDir(), files);
+  Table tblFiles(store.CacheDB(), "FILES", "FILENAME", "tblFiles");
+  store.LoadFromCache(tblFiles);
   const std::string mine = (folder_.Path() / "Documents" / "").string();
   fs::create_directories(temp);
   fs::create_directories(mine);
@@ -166,8 +157,7 @@ TEST_F(LookupTest, ClearOldCacheDeletesOnlyItsOwnFiles) {
     ASSERT_TRUE(store.cacheExecSQL("insert into DOCS (DOC_ID) values (" + id + ")"));
     ASSERT_TRUE(store.cacheExecSQL("insert into DOC_PERMISSIONS (DOC_ID, USER_ID) values (" + id + ", 1)"));
   }
-  FakeHousekeeping host(temp);
-  store.ClearOldCache(host);
+  store.ClearOldCache();
 
   for (const Row& r : rows) {
     const std::string id = std::to_string(r.docId);

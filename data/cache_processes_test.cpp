@@ -11,6 +11,7 @@
 #include "data/cache_store.h"
 #include "foundation/context.h"
 #include "foundation/temp_folder_for_test.h"
+#include "platform/real_files_for_test.h"
 
 namespace quillorn::data {
 namespace {
@@ -55,7 +56,7 @@ TEST(ChildProcess, Helper) {
   foundation::LogContext context;
   context.AppDataDir = dir;
   foundation::ContextScope scope(context);
-  CacheStore store(dir);
+  CacheStore store(dir, quillorn::platform::testing::RealFiles());
   if (mode == "write") {
     WriteRows(store, "child" + std::to_string(base) + "-", base);
   } else if (mode == "hold") {
@@ -90,14 +91,14 @@ class CacheProcesses : public ::testing::Test {
 
 TEST_F(CacheProcesses, WritersInSeveralProcessesLoseNoRow) {
   {
-    CacheStore first(CacheDir());
+    CacheStore first(CacheDir(), quillorn::platform::testing::RealFiles());
     Table files(first.CacheDB(), "FILES", "FILENAME", "tblFiles");
     first.LoadFromCache(files);
   }
   int status1 = -1, status2 = -1;
   std::thread child1 = StartChild("write " + CacheDir() + " 10000", status1);
   std::thread child2 = StartChild("write " + CacheDir() + " 20000", status2);
-  CacheStore store(CacheDir());
+  CacheStore store(CacheDir(), quillorn::platform::testing::RealFiles());
   WriteRows(store, "parent-", 30000);
   child1.join();
   child2.join();
@@ -120,7 +121,7 @@ TEST_F(CacheProcesses, AMismatchWhileAnotherProcessHoldsTheFileKeepsIt) {
     plain.Execute("insert into FILES (DOC_ID, FILENAME) values (1, 'kept.docx')");
     plain.Close();
 
-    CacheStore store(CacheDir());
+    CacheStore store(CacheDir(), quillorn::platform::testing::RealFiles());
     Table files(store.CacheDB(), "FILES", "FILENAME", "tblFiles");
     store.LoadFromCache(files);
     EXPECT_EQ(files.RecordCount(), 1);
@@ -132,7 +133,7 @@ TEST_F(CacheProcesses, AMismatchWhileAnotherProcessHoldsTheFileKeepsIt) {
   EXPECT_EQ(status, 0) << foundation::testing::ReadAll(folder_.Path() / "child-0.log");
 
   // With the other process gone the same file is rebuilt.
-  CacheStore later(CacheDir());
+  CacheStore later(CacheDir(), quillorn::platform::testing::RealFiles());
   Table files(later.CacheDB(), "FILES", "FILENAME", "tblFiles");
   later.LoadFromCache(files);
   EXPECT_EQ(files.RecordCount(), 0);

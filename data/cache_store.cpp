@@ -1,10 +1,9 @@
 #include "data/cache_store.h"
 
 #include <chrono>
-#include <filesystem>
-#include <system_error>
 
 #include "data/cache_schema.h"
+#include "data/proc_name_scope.h"
 #include "foundation/log.h"
 #include "foundation/paths.h"
 
@@ -14,23 +13,12 @@ namespace {
 // How long opening waits for another process that is rebuilding the file.
 constexpr std::chrono::milliseconds kRebuildWait{10000};
 
-// Puts ProcName back however the routine ends.
-class ProcNameScope {
- public:
-  explicit ProcNameScope(std::string name) : saved_(foundation::CurrentContext().ProcName) {
-    foundation::CurrentContext().ProcName = std::move(name);
-  }
-  ~ProcNameScope() { foundation::CurrentContext().ProcName = saved_; }
-  ProcNameScope(const ProcNameScope&) = delete;
-  ProcNameScope& operator=(const ProcNameScope&) = delete;
-
- private:
-  std::string saved_;
-};
-
 }  // namespace
 
-CacheStore::CacheStore(std::string CacheDir) : cacheDir_(std::move(CacheDir)) { memoryDb_.FileName = ":memory:"; }
+CacheStore::CacheStore(std::string CacheDir, platform::SystemServices& System)
+    : cacheDir_(std::move(CacheDir)), system_(System) {
+  memoryDb_.FileName = ":memory:";
+}
 
 CacheStore::~CacheStore() { CloseCache(); }
 
@@ -72,13 +60,10 @@ bool CacheStore::VersionIsCurrent() {
 }
 
 bool CacheStore::RemoveCacheFiles() {
-  std::error_code ec;
-  const std::filesystem::path file = foundation::PathFromUtf8(CacheFileName());
-  if (std::filesystem::exists(file, ec) && !std::filesystem::remove(file, ec)) return false;
-  if (ec) return false;
+  if (system_.FileExists(CacheFileName()) && !system_.DeleteFile(CacheFileName())) return false;
   // What the journal left beside the file belongs to the old file only.
-  std::filesystem::remove(foundation::PathFromUtf8(CacheFileName() + "-wal"), ec);
-  std::filesystem::remove(foundation::PathFromUtf8(CacheFileName() + "-shm"), ec);
+  system_.DeleteFile(CacheFileName() + "-wal");
+  system_.DeleteFile(CacheFileName() + "-shm");
   return true;
 }
 
@@ -88,14 +73,13 @@ void CacheStore::LoadFromCache(Table& Table) {
   if (!cacheDb_.Connected()) {
     cacheDb_.FileName = CacheFileName();
     foundation::LogTrace("LoadFromCache", "... Connect to: " + cacheDb_.FileName);
-    if (!foundation::FileExists(cacheDb_.FileName)) {
+    if (!system_.FileExists(cacheDb_.FileName)) {
       foundation::LogTrace("LoadFromCache", "... Cache does not exist");
-      std::error_code ec;
-      std::filesystem::create_directories(foundation::PathFromUtf8(cacheDir_), ec);
+      system_.CreateFolders(cacheDir_);
       // Two hosts starting together must not both make the file.
       useLock_ = platform::LockFile(LockFileName(), platform::FileLock::Mode::Exclusive, kRebuildWait);
       if (!useLock_) throw std::runtime_error("The cache is being made by another program: " + CacheFileName());
-      if (!foundation::FileExists(cacheDb_.FileName)) CreateCacheDB();
+      if (!system_.FileExists(cacheDb_.FileName)) CreateCacheDB();
       useLock_->Downgrade();
     }
     if (!VersionIsCurrent()) {
@@ -114,8 +98,7 @@ void CacheStore::LoadFromCache(Table& Table) {
 void CacheStore::CreateCacheDB() {
   foundation::LogTrace("CreateCacheDB", "...");
   cacheDb_.FileName = CacheFileName();
-  std::error_code ec;
-  std::filesystem::create_directories(foundation::PathFromUtf8(cacheDir_), ec);
+  system_.CreateFolders(cacheDir_);
   cacheDb_.Close();
   cacheDb_.Open(/*create=*/true);
   int count = 0;

@@ -9,32 +9,19 @@
 #include <string>
 
 #include "data/sql_database.h"
+#include "data/sql_dialect.h"
 #include "data/table.h"
 #include "platform/file_lock.h"
+#include "platform/system_services.h"
 
 namespace quillorn::data {
 
-// What ClearOldCache needs of the rest of the system.
-class CacheHousekeeping {
- public:
-  virtual ~CacheHousekeeping() = default;
-  virtual std::string TempDir() = 0;  // the system's temp folder, ending in a delimiter
-  virtual bool FileExists(const std::string& FileName) = 0;
-  virtual bool DeleteFile(const std::string& FileName) = 0;  // false when the file stays
-};
-
-// The real disk and the system's temp folder.
-class DiskHousekeeping : public CacheHousekeeping {
- public:
-  std::string TempDir() override;
-  bool FileExists(const std::string& FileName) override;
-  bool DeleteFile(const std::string& FileName) override;
-};
-
 class CacheStore {
  public:
-  // CacheDir ends in a path delimiter, as the add-in's folders all do.
-  explicit CacheStore(std::string CacheDir);
+  // CacheDir ends in a path delimiter, as the add-in's folders all do. The
+  // cache's own files are made, found and deleted through System, which must
+  // outlive the store.
+  CacheStore(std::string CacheDir, platform::SystemServices& System);
   ~CacheStore();
   CacheStore(const CacheStore&) = delete;
   CacheStore& operator=(const CacheStore&) = delete;
@@ -52,7 +39,8 @@ class CacheStore {
   void CloseCache();
   // Deletes the files of rows no session needs any more, where the cache itself
   // put them; keeps checked-out files and rows whose file has already gone.
-  void ClearOldCache(CacheHousekeeping& Host);
+  // Files in the system's temp folder count as the cache's too.
+  void ClearOldCache();
 
   // Creates the in-memory tables where missing and opens the two table objects.
   void OpenMemoryTables(Table& tblWebFields, Table& tblReviewIntervals);
@@ -71,6 +59,7 @@ class CacheStore {
   bool RemoveCacheFiles();
 
   std::string cacheDir_;
+  platform::SystemServices& system_;
   Database cacheDb_{"CacheDB"};
   Database memoryDb_{"MEMORY"};
   // Held while the cache is open, so that a rebuild elsewhere waits for us.
@@ -81,7 +70,6 @@ class CacheStore {
 // None, 1 month, 2 to 24 months, 3, 4 and 5 years. For tblReviewIntervals.AfterOpen.
 void FillReviewIntervals(Table& tblReviewIntervals);
 
-std::string SqlSafeString(const std::string& S);
 // Null gives Default; an array its first two elements joined by ";".
 std::string MyVarToStrDef(const Variant& Value, const std::string& Default);
 

@@ -10,6 +10,7 @@
 #include "data/cache_schema.h"
 #include "foundation/context.h"
 #include "foundation/temp_folder_for_test.h"
+#include "platform/real_files_for_test.h"
 
 namespace quillorn::data {
 namespace {
@@ -64,7 +65,7 @@ class CacheStoreTest : public ::testing::Test {
 };
 
 TEST_F(CacheStoreTest, FirstStartMakesAllFifteenTablesAndVersion8) {
-  CacheStore store(CacheDir());
+  CacheStore store(CacheDir(), quillorn::platform::testing::RealFiles());
   Table files(store.CacheDB(), "FILES", "FILENAME", "tblFiles");
   store.LoadFromCache(files);
   EXPECT_TRUE(fs::exists(CacheFile()));
@@ -110,7 +111,7 @@ TEST_F(CacheStoreTest, AnyOtherCacheIsThrownAwayAndRebuilt) {
     c.make();
     // A delta file beside the cache survives the rebuild.
     foundation::testing::WriteAll(CacheFile().parent_path() / "DOCS.000", "delta");
-    CacheStore store(CacheDir());
+    CacheStore store(CacheDir(), quillorn::platform::testing::RealFiles());
     Table files(store.CacheDB(), "FILES", "FILENAME", "tblFiles");
     store.LoadFromCache(files);
     EXPECT_EQ(files.RecordCount(), 0) << c.what;
@@ -122,14 +123,14 @@ TEST_F(CacheStoreTest, AnyOtherCacheIsThrownAwayAndRebuilt) {
 
 TEST_F(CacheStoreTest, ACurrentCacheIsKept) {
   {
-    CacheStore first(CacheDir());
+    CacheStore first(CacheDir(), quillorn::platform::testing::RealFiles());
     Table files(first.CacheDB(), "FILES", "FILENAME", "tblFiles");
     first.LoadFromCache(files);
     files.Append();
     files.FieldByName("FILENAME").SetValue("kept.docx");
     files.Post();
   }
-  CacheStore second(CacheDir());
+  CacheStore second(CacheDir(), quillorn::platform::testing::RealFiles());
   Table files(second.CacheDB(), "FILES", "FILENAME", "tblFiles");
   second.LoadFromCache(files);
   EXPECT_EQ(files.RecordCount(), 1);
@@ -140,8 +141,8 @@ TEST_F(CacheStoreTest, ACurrentCacheIsKept) {
 }
 
 TEST_F(CacheStoreTest, TwoStoresOnOneFileShareItAndDoNotRebuildEachOther) {
-  CacheStore a(CacheDir());
-  CacheStore b(CacheDir());
+  CacheStore a(CacheDir(), quillorn::platform::testing::RealFiles());
+  CacheStore b(CacheDir(), quillorn::platform::testing::RealFiles());
   Table fa(a.CacheDB(), "FILES", "FILENAME", "tblFiles");
   Table fb(b.CacheDB(), "FILES", "FILENAME", "tblFiles");
   a.LoadFromCache(fa);
@@ -151,14 +152,14 @@ TEST_F(CacheStoreTest, TwoStoresOnOneFileShareItAndDoNotRebuildEachOther) {
   // While b holds the file, a mismatch seen by a third opener doesn't delete it.
   EXPECT_TRUE(a.cacheExecSQL("update VER set VER_NO=7"));
   a.CloseCache();
-  CacheStore c(CacheDir());
+  CacheStore c(CacheDir(), quillorn::platform::testing::RealFiles());
   Table fc(c.CacheDB(), "FILES", "FILENAME", "tblFiles");
   c.LoadFromCache(fc);
   EXPECT_EQ(fc.RecordCount(), 1);
 }
 
 TEST_F(CacheStoreTest, MemoryTablesAndReviewIntervals) {
-  CacheStore store(CacheDir());
+  CacheStore store(CacheDir(), quillorn::platform::testing::RealFiles());
   Table webFields(store.MEMORY(), "WebFields", "", "tblWebFields");
   Table intervals(store.MEMORY(), "ReviewIntervals", "", "tblReviewIntervals");
   intervals.AfterOpen = FillReviewIntervals;

@@ -2,10 +2,7 @@
 
 #include <algorithm>
 #include <cstdio>
-#include <filesystem>
-#include <fstream>
 #include <stdexcept>
-#include <system_error>
 
 #include "data/proc_name_scope.h"
 #include "data/tdm.h"
@@ -17,6 +14,7 @@ namespace quillorn::data {
 
 namespace {
 
+using foundation::LogException;
 using foundation::LogTrace;
 
 bool LessIgnoringCase(const std::string& a, const std::string& b) {
@@ -30,22 +28,20 @@ void Activate(transport::TRpcDataSetMonitor& monitor, MonitoredTable& table) {
 
 }  // namespace
 
-std::vector<std::string> CacheFilesOf(const std::string& CacheDir, const std::string& TableName) {
+std::vector<std::string> CacheFilesOf(platform::SystemServices& System, const std::string& CacheDir,
+                                      const std::string& TableName) {
   std::vector<std::string> names;
   const std::string prefix = foundation::UpperCase(TableName) + ".";
-  std::error_code ec;
-  for (std::filesystem::directory_iterator it(foundation::PathFromUtf8(CacheDir), ec), end; !ec && it != end;
-       it.increment(ec)) {
-    if (!it->is_regular_file(ec)) continue;
-    std::string name = foundation::Utf8FromPath(it->path().filename());
+  for (std::string& name : System.ListFiles(CacheDir)) {
     if (foundation::UpperCase(name).rfind(prefix, 0) == 0) names.push_back(std::move(name));
   }
   std::sort(names.begin(), names.end(), LessIgnoringCase);
   return names;
 }
 
-std::string GetNextCacheFileName(const std::string& CacheDir, const std::string& TableName) {
-  const std::vector<std::string> names = CacheFilesOf(CacheDir, TableName);
+std::string GetNextCacheFileName(platform::SystemServices& System, const std::string& CacheDir,
+                                 const std::string& TableName) {
+  const std::vector<std::string> names = CacheFilesOf(System, CacheDir, TableName);
   if (names.empty()) return TableName + ".000";
   const std::string& last = names.back();
   const std::string digits = last.size() >= 3 ? last.substr(last.size() - 3) : last;
@@ -87,21 +83,27 @@ ChangeCapture::~ChangeCapture() {
 void ChangeCapture::SaveToCache(const std::string& TableName, transport::TRpcDataSetMonitor* Monitor) {
   ProcNameScope proc("dm.SaveToCache");
   if (Monitor == nullptr || !Monitor->Changed()) return;
+  platform::SystemServices& system = dm_.System();
   const std::string& cacheDir = dm_.Folders().CacheDir;
-  // Named before the changes leave the monitor: a name that cannot be made
-  // leaves them where they were, for the next save.
-  const std::string fileName = GetNextCacheFileName(cacheDir, TableName);
-  const transport::TRpcValue changes = Monitor->ExtractChanges();
+  // Named and written before the change leaves the monitor: whatever fails
+  // on the way leaves it where it was, for the next save.
+  const std::string fileName = GetNextCacheFileName(system, cacheDir, TableName);
+  const transport::TRpcValue changes = Monitor->PeekChanges();
   if (changes.IsNull()) return;
-  {
-    std::ofstream file(foundation::PathFromUtf8(cacheDir + fileName), std::ios::binary | std::ios::trunc);
-    const std::string code = changes.toCode();
-    file.write(code.data(), static_cast<std::streamsize>(code.size()));
-    file.close();
-    if (!file) throw std::runtime_error("Cannot create file \"" + cacheDir + fileName + "\".");
+  const std::string path = cacheDir + fileName;
+  if (!system.WriteFile(path, changes.toCode())) {
+    // A commit walks the files: half a delta must never stay to be sent.
+    system.DeleteFile(path);
+    LogException(nullptr, "SaveToCache: Cannot create file \"" + path + "\". The change waits for the next save.");
+    return;
   }
-  dm_.cacheExecSQL("insert into CACHELOG (FILENAME, USER_ID) values ('" + fileName + "'," +
-                   std::to_string(dm_.UserID) + ")");
+  if (!dm_.cacheExecSQL("insert into CACHELOG (FILENAME, USER_ID) values ('" + fileName + "'," +
+                        std::to_string(dm_.UserID) + ")")) {
+    system.DeleteFile(path);
+    LogException(nullptr, "SaveToCache: no CACHELOG row for \"" + fileName + "\". The change waits for the next save.");
+    return;
+  }
+  Monitor->ExtractChanges();
   LogTrace("SaveToCache (" + std::to_string(dm_.sessionID) + ")",
            "Log name: " + TableName + "\tDelta file: " + fileName);
 }

@@ -1,35 +1,18 @@
 // Thinning the cache at shutdown. The cache only ever deletes files that it put
 // in its own folder, or temp files; a user's own file elsewhere loses its
 // tracking row and nothing else.
-#include <filesystem>
-#include <system_error>
-
 #include "data/cache_store.h"
 #include "foundation/log.h"
 #include "foundation/paths.h"
 
 namespace quillorn::data {
 
-std::string DiskHousekeeping::TempDir() {
-  std::error_code ec;
-  const auto path = std::filesystem::temp_directory_path(ec);
-  if (ec) return {};
-  return foundation::IncludeTrailingPathDelimiter(foundation::Utf8FromPath(path));
-}
-
-bool DiskHousekeeping::FileExists(const std::string& FileName) { return foundation::FileExists(FileName); }
-
-bool DiskHousekeeping::DeleteFile(const std::string& FileName) {
-  std::error_code ec;
-  return std::filesystem::remove(foundation::PathFromUtf8(FileName), ec) && !ec;
-}
-
-void CacheStore::ClearOldCache(CacheHousekeeping& Host) {
+void CacheStore::ClearOldCache() {
   foundation::CurrentContext().ProcName = "dm.ClearOldCache";
   try {
     if (!cacheDb_.Connected()) {
       cacheDb_.FileName = CacheFileName();
-      if (foundation::FileExists(cacheDb_.FileName)) OpenShared();
+      if (system_.FileExists(cacheDb_.FileName)) OpenShared();
     }
     if (cacheDb_.Connected()) {
       const ResultSet files = cacheDb_.Query(
@@ -38,7 +21,7 @@ void CacheStore::ClearOldCache(CacheHousekeeping& Host) {
       const int nameCol = files.ColumnIndex("FILENAME");
       const int checkedOutCol = files.ColumnIndex("CHECKED_OUT");
       const std::string cacheDir = foundation::LowerCase(cacheDir_);
-      const std::string tempDir = foundation::LowerCase(Host.TempDir());
+      const std::string tempDir = foundation::LowerCase(system_.TempFolder());
       for (const auto& row : files.rows) {
         const std::string docId = MyVarToStrDef(row[static_cast<size_t>(docIdCol)], "");
         const std::string fileName = row[static_cast<size_t>(nameCol)].AsString();
@@ -48,8 +31,8 @@ void CacheStore::ClearOldCache(CacheHousekeeping& Host) {
         const bool ours = folder == cacheDir || (!tempDir.empty() && folder == tempDir);
         if (!keepFile && ours) {
           // A file already gone keeps its row; so does one that can't be deleted yet.
-          if (!Host.FileExists(fileName)) continue;
-          if (!Host.DeleteFile(fileName)) {
+          if (!system_.FileExists(fileName)) continue;
+          if (!system_.DeleteFile(fileName)) {
             foundation::LogTrace("ClearOldCache", "Delete failed: " + fileName);
             continue;
           }

@@ -1,10 +1,7 @@
 #include "data/commit.h"
 
 #include <exception>
-#include <filesystem>
-#include <fstream>
-#include <iterator>
-#include <system_error>
+#include <stdexcept>
 #include <vector>
 
 #include "data/change_capture.h"
@@ -26,10 +23,10 @@ using transport::TRpcValueTypes;
 
 // The whole file as bytes; a file that has gone (another host committed it
 // first) reads as nothing.
-std::string GetLogContent(const std::string& FileName) {
-  std::ifstream file(foundation::PathFromUtf8(FileName), std::ios::binary);
-  if (!file) return {};
-  return std::string(std::istreambuf_iterator<char>(file), std::istreambuf_iterator<char>());
+std::string GetLogContent(platform::SystemServices& System, const std::string& FileName) {
+  std::string content;
+  System.ReadFile(FileName, content);
+  return content;
 }
 
 bool IsString(const TRpcValue& value) {
@@ -75,30 +72,20 @@ class BatchScope {
   transport::TRpcClientModule& module_;
 };
 
-class FlagScope {
- public:
-  explicit FlagScope(bool& flag) : flag_(flag) { flag_ = true; }
-  ~FlagScope() { flag_ = false; }
-  FlagScope(const FlagScope&) = delete;
-  FlagScope& operator=(const FlagScope&) = delete;
-
- private:
-  bool& flag_;
-};
-
 }  // namespace
 
 void TdmCommit::RemoveDelta(const std::string& FileName) {
-  std::error_code ec;
-  if (!std::filesystem::exists(foundation::PathFromUtf8(dm_.Folders().CacheDir + FileName), ec)) return;
-  std::filesystem::remove(foundation::PathFromUtf8(dm_.Folders().CacheDir + FileName), ec);
+  platform::SystemServices& system = dm_.System();
+  const std::string path = dm_.Folders().CacheDir + FileName;
+  if (!system.FileExists(path)) return;
+  system.DeleteFile(path);
   dm_.cacheExecSQL("delete from CACHELOG where FILENAME = '" + FileName + "'");
 }
 
 void TdmCommit::CommitToServer(const std::string& TableName, const std::string& KeyFields) {
   ProcNameScope proc("dm.CommitToServer");
   const std::string& cacheDir = dm_.Folders().CacheDir;
-  const std::vector<std::string> names = CacheFilesOf(cacheDir, TableName);
+  const std::vector<std::string> names = CacheFilesOf(dm_.System(), cacheDir, TableName);
   if (names.empty()) return;
   transport::TRpcClientModule& module = dm_.Connection.ClientModule;
   BatchScope batch(module);
@@ -107,7 +94,7 @@ void TdmCommit::CommitToServer(const std::string& TableName, const std::string& 
   Transaction transaction(dm_.Cache.CacheDB());
   try {
     for (const std::string& name : names) {
-      const std::string content = GetLogContent(cacheDir + name);
+      const std::string content = GetLogContent(dm_.System(), cacheDir + name);
       int userId = dm_.UserID;
       const Variant owner = dm_.cacheLookup("select USER_ID from CACHELOG where FILENAME = '" + name + "'");
       if (owner.IsEmptyOrNull()) {
@@ -181,7 +168,7 @@ void TdmCommit::PostDocsToServer() {
   // A send pumps messages; a save that arrives meanwhile must not start another.
   if (dm_.Connection.mPostInProgress) return;
   dm_.LoadFromCache(dm_.tblFiles);  // OpenFiles: FILES never comes from a server
-  FlagScope inProgress(dm_.Connection.mPostInProgress);
+  const foundation::ReentryFlag::Scope inProgress = dm_.Connection.mPostInProgress.SetWhile();
   const ResultSet files = dm_.Cache.CacheDB().Query("select * from FILES where CACHED=true and CHECKED_OUT<>true");
   const int fileNameAt = files.ColumnIndex("FILENAME");
   const int docIdAt = files.ColumnIndex("DOC_ID");
@@ -189,14 +176,10 @@ void TdmCommit::PostDocsToServer() {
   transport::TRpcClientModule& module = dm_.Connection.ClientModule;
   for (const std::vector<Variant>& row : files.rows) {
     const std::string fileName = row[fileNameAt].AsString();
-    if (fileName.empty() || !foundation::FileExists(fileName)) continue;
+    if (fileName.empty() || !dm_.System().FileExists(fileName)) continue;
     std::string bytes;
-    {
-      // Read with sharing for others: the host still has the document open.
-      std::ifstream stream(foundation::PathFromUtf8(fileName), std::ios::binary);
-      if (!stream) throw std::runtime_error("Cannot open file \"" + fileName + "\".");
-      bytes.assign(std::istreambuf_iterator<char>(stream), std::istreambuf_iterator<char>());
-    }
+    // Read with sharing for others: the host still has the document open.
+    if (!dm_.System().ReadFile(fileName, bytes)) throw std::runtime_error("Cannot open file \"" + fileName + "\".");
     const std::int32_t docId = row[docIdAt].IsEmptyOrNull() ? 0 : row[docIdAt].AsInt();
     LogTrace("SERVER CALL from SaveDocument", "sendfile " + fileName + "(size: " + std::to_string(bytes.size()) +
                                                   ")\r\tdoc_id: " + std::to_string(docId));

@@ -15,6 +15,7 @@
 #include "data/tdm.h"
 #include "platform/clock.h"
 #include "platform/queue_main_loop.h"
+#include "platform/real_files_for_test.h"
 #include "platform/window_messages.h"
 #include "server/catalogue.h"
 #include "server/submit_functions.h"
@@ -159,7 +160,7 @@ void RenameDoc(Tdm& dm, int id, const std::string& name) {
 std::vector<std::string> Deltas(const Instance& instance) {
   std::vector<std::string> names;
   for (const char* table : {"DOCS", "CODES", "FORMS", "PUBLISHED_DOCS"}) {
-    for (const auto& name : CacheFilesOf(instance.cache, table)) names.push_back(name);
+    for (const auto& name : CacheFilesOf(platform::testing::RealFiles(), instance.cache, table)) names.push_back(name);
   }
   return names;
 }
@@ -184,9 +185,9 @@ TEST(ChangeCapture, NextCacheFileNameFollowsTheLastInSortedOrder) {
     TempFolder folder;
     for (const auto& name : c.present) WriteAll(folder.Path() / name, "x");
     if (c.next.empty()) {
-      EXPECT_THROW(GetNextCacheFileName(folder.Dir(), c.table), std::exception);
+      EXPECT_THROW(GetNextCacheFileName(platform::testing::RealFiles(), folder.Dir(), c.table), std::exception);
     } else {
-      EXPECT_EQ(GetNextCacheFileName(folder.Dir(), c.table), c.next);
+      EXPECT_EQ(GetNextCacheFileName(platform::testing::RealFiles(), folder.Dir(), c.table), c.next);
     }
   }
 }
@@ -219,8 +220,8 @@ TEST(ChangeCapture, OfflineSavesBecomeNumberedDeltasWithTheirOwner) {
   dm->tblDocFields.FieldByName("CODE").SetValue("Site");
   dm->tblDocFields.Post();
   dm->SaveAllData();
-  EXPECT_EQ(CacheFilesOf(instance.cache, "CODES"), std::vector<std::string>{"CODES.000"});
-  EXPECT_TRUE(CacheFilesOf(instance.cache, "DOCFIELDS").empty());
+  EXPECT_EQ(CacheFilesOf(platform::testing::RealFiles(), instance.cache, "CODES"), std::vector<std::string>{"CODES.000"});
+  EXPECT_TRUE(CacheFilesOf(platform::testing::RealFiles(), instance.cache, "DOCFIELDS").empty());
 }
 
 TEST(Commit, DeltasGoOldestFirstInOneBatchUnderTheirOwner) {
@@ -327,7 +328,7 @@ TEST(Commit, ADeltaSavedByAProcessThatWasKilledIsCommittedOnReconnect) {
   EXPECT_EQ(childLog.find("[       OK ]"), std::string::npos) << childLog;
 
   const std::string cache = (shared.Path() / "Cache" / "").string();
-  ASSERT_EQ(CacheFilesOf(cache, "DOCS"), std::vector<std::string>{"DOCS.000"});
+  ASSERT_EQ(CacheFilesOf(platform::testing::RealFiles(), cache, "DOCS"), std::vector<std::string>{"DOCS.000"});
   EXPECT_EQ(server.DocName(1), "Manual");
 
   Instance after(server.Port(), cache);
@@ -346,7 +347,7 @@ TEST(Commit, ADeltaSavedByAProcessThatWasKilledIsCommittedOnReconnect) {
   EXPECT_EQ(server.Calls()[0].user_id, 5);
   EXPECT_EQ(server.Calls()[0].logname, "DOCS.000");
   EXPECT_EQ(server.DocName(1), "Manual, before the crash");
-  EXPECT_TRUE(CacheFilesOf(cache, "DOCS").empty());
+  EXPECT_TRUE(CacheFilesOf(platform::testing::RealFiles(), cache, "DOCS").empty());
   EXPECT_EQ(dm->cacheLookup("select count(*) from CACHELOG").AsInt(), 0);
 }
 
@@ -438,7 +439,7 @@ TEST(Commit, SavedFilesAreSentUntilTheServerConfirmsThem) {
 
   ASSERT_TRUE(dm->ConnectToServer(true));
   dm->SaveDocument();
-  EXPECT_FALSE(dm->Connection.mPostInProgress);
+  EXPECT_FALSE(dm->Connection.mPostInProgress.IsSet());
   EXPECT_TRUE(dm->cacheLookup("select CACHED from FILES where DOC_ID=3").AsBool());  // until the reply
   instance.WaitForReplies(1);
   EXPECT_EQ(server.Calls(), (std::vector<Seen>{{"sendfile", 5, "", server.Calls().at(0).request}}));
@@ -462,17 +463,17 @@ TEST(Commit, PostDocsToServerDoesNotReenterAndAlwaysLowersItsFlag) {
   ASSERT_TRUE(dm->ConnectToServer(true));
 
   // A save that comes in from a nested message loop while a send runs.
-  dm->Connection.mPostInProgress = true;
+  dm->Connection.mPostInProgress.Set();
   dm->PostDocsToServer();
-  EXPECT_TRUE(dm->Connection.mPostInProgress);
+  EXPECT_TRUE(dm->Connection.mPostInProgress.IsSet());
   EXPECT_EQ(instance.Count("PostDocsToServer", "..."), 1);
   EXPECT_EQ(instance.Count("SERVER CALL from SaveDocument", "sendfile " + file.string() + "(size: 1)\r\tdoc_id: 3"), 0);
-  dm->Connection.mPostInProgress = false;
+  dm->Connection.mPostInProgress.Clear();
 
   // A failure on the way goes to the caller and leaves the flag down.
   dm->cacheExecSQL("drop table FILES");
   EXPECT_ANY_THROW(dm->PostDocsToServer());
-  EXPECT_FALSE(dm->Connection.mPostInProgress);
+  EXPECT_FALSE(dm->Connection.mPostInProgress.IsSet());
 }
 
 }  // namespace

@@ -10,6 +10,7 @@
 
 #include "data/settings.h"
 #include "foundation/context.h"
+#include "foundation/reentry_flag.h"
 #include "platform/main_loop.h"
 #include "transport/rpc_client_module.h"
 #include "transport/rpc_http_client.h"
@@ -84,7 +85,7 @@ class TdmConnection {
   bool mStartUp = true;       // until the first SetIsServerReachable
   bool mShutDown = false;     // a disconnect from now on is expected
   bool mChacheComitted = false;
-  bool mPostInProgress = false;
+  foundation::ReentryFlag mPostInProgress;
 
  private:
   // One blocking "youthere" on the client as it stands; raises when the call does.

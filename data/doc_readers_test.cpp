@@ -9,6 +9,7 @@
 #include "data/catalogue_test_support.h"
 #include "data/change_capture.h"
 #include "data/login.h"
+#include "platform/real_files_for_test.h"
 
 namespace quillorn::data {
 namespace {
@@ -93,7 +94,7 @@ TEST(DocCalcFields, OnlyEditsOfRowsAreRecordedAndNeverTheLogins) {
   EXPECT_TRUE(dm.monDoc.Active());
   EXPECT_FALSE(dm.monDoc.Changed());
   dm.SaveDocData();
-  EXPECT_TRUE(CacheFilesOf(docs.instance.cache, "DOCS").empty());
+  EXPECT_TRUE(CacheFilesOf(platform::testing::RealFiles(), docs.instance.cache, "DOCS").empty());
 
   // The row just added, then another, edited: two updates.
   docs.Edit(4);
@@ -105,7 +106,7 @@ TEST(DocCalcFields, OnlyEditsOfRowsAreRecordedAndNeverTheLogins) {
   dm.tblDoc.Post();
   EXPECT_TRUE(dm.monDoc.Changed());
   dm.SaveDocData();
-  ASSERT_EQ(CacheFilesOf(docs.instance.cache, "DOCS"), std::vector<std::string>{"DOCS.000"});
+  ASSERT_EQ(CacheFilesOf(platform::testing::RealFiles(), docs.instance.cache, "DOCS"), std::vector<std::string>{"DOCS.000"});
   const std::string delta = ReadAll(std::filesystem::path(docs.instance.cache) / "DOCS.000");
   const transport::TRpcValue record = transport::TRpcValue::FromCode(delta);
   EXPECT_EQ(record.AsArray()[0].toCode(), "AR=2;I=2;I=2;");

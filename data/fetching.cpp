@@ -99,18 +99,20 @@ struct TableFetch {
   std::function<void()> atEnd = {};
 };
 
-void OpenTable(Tdm& dm, const TableFetch& f, bool Refresh) {
+void OpenTable(Tdm& dm, const TableFetch& f, Fetch How) {
   foundation::ContextScope scope(dm.Context());
   const std::string procName = std::string("dm.") + f.routine;
   ProcNameScope proc(procName);
   if (f.traced) LogTrace(f.routine, "");
+  if (How == Fetch::CacheIsCurrent) f.live = true;
+  const bool Refresh = How == Fetch::Refresh;
   dm.LoadFromCache(f.table);
   if (f.afterLoad) f.afterLoad();
   if (!f.live || Refresh) {
     const bool wanted = Refresh || f.table.IsEmpty();
     if (wanted && (f.whateverTheState || dm.mIsServerReachable())) {
       f.live = false;
-      FetchData(dm, f.table, f.sql, f.result, nullptr, false);
+      FetchData(dm, f.table, f.sql, f.result, nullptr, Wait::No);
     }
   }
   if (f.atEnd) f.atEnd();
@@ -128,50 +130,50 @@ bool LocateWebForm(Tdm& dm, int DocNo) { return dm.tblWebForm.Locate("doc_no", V
 
 }  // namespace
 
-void OpenDocFields(Tdm& dm, bool Refresh) {
-  OpenTable(dm, {"OpenDocFields", true, dm.tblDocFields, dm.mDocFieldsLive, kDocFieldsSql, dm.Results.DocFieldsResult,
+void OpenDocFields(Tdm& dm, Fetch How) {
+  OpenTable(dm, {"OpenDocFields", true, dm.tblDocFields, dm.Live.mDocFieldsLive, kDocFieldsSql, dm.Results.DocFieldsResult,
                  false},
-            Refresh);
+            How);
 }
 
-void OpenUsers(Tdm& dm, bool Refresh) {
-  OpenTable(dm, {"OpenUsers", true, dm.tblUsers, dm.mUsersLive, kUsersSql, dm.Results.UsersResult, false, {},
+void OpenUsers(Tdm& dm, Fetch How) {
+  OpenTable(dm, {"OpenUsers", true, dm.tblUsers, dm.Live.mUsersLive, kUsersSql, dm.Results.UsersResult, false, {},
                  [&dm] {
-                   if (dm.mGroupsLive) OpenApprovalUsers(dm);
+                   if (dm.Live.mGroupsLive) OpenApprovalUsers(dm);
                  }},
-            Refresh);
+            How);
 }
 
-void OpenGroups(Tdm& dm, bool Refresh) {
-  OpenTable(dm, {"OpenGroups", true, dm.tblGroups, dm.mGroupsLive, kGroupsSql, dm.Results.GroupsResult, false, {},
+void OpenGroups(Tdm& dm, Fetch How) {
+  OpenTable(dm, {"OpenGroups", true, dm.tblGroups, dm.Live.mGroupsLive, kGroupsSql, dm.Results.GroupsResult, false, {},
                  [&dm] {
-                   if (dm.mUsersLive) OpenApprovalUsers(dm);
+                   if (dm.Live.mUsersLive) OpenApprovalUsers(dm);
                  }},
-            Refresh);
+            How);
 }
 
-void OpenUserGroupLinks(Tdm& dm, bool Refresh) {
-  OpenTable(dm, {"OpenUserGroupLinks", true, dm.tblUserGroupLinks, dm.mUserGroupLinksLive, kUserGroupLinksSql,
+void OpenUserGroupLinks(Tdm& dm, Fetch How) {
+  OpenTable(dm, {"OpenUserGroupLinks", true, dm.tblUserGroupLinks, dm.Live.mUserGroupLinksLive, kUserGroupLinksSql,
                  dm.Results.UserGroupLinksResult, false, [&dm] { OpenApprovalUsers(dm); }},
-            Refresh);
+            How);
 }
 
-void OpenCodes(Tdm& dm, bool Refresh) {
-  OpenTable(dm, {"OpenCodes", true, dm.tblCodes, dm.mCodesLive, kCodesSql, dm.Results.CodesResult, false}, Refresh);
+void OpenCodes(Tdm& dm, Fetch How) {
+  OpenTable(dm, {"OpenCodes", true, dm.tblCodes, dm.Live.mCodesLive, kCodesSql, dm.Results.CodesResult, false}, How);
 }
 
-void OpenLogo(Tdm& dm, bool Refresh) {
-  OpenTable(dm, {"OpenLogo", true, dm.tblLogo, dm.mLogoLive, kLogoSql, dm.Results.LogoResult, true}, Refresh);
+void OpenLogo(Tdm& dm, Fetch How) {
+  OpenTable(dm, {"OpenLogo", true, dm.tblLogo, dm.Live.mLogoLive, kLogoSql, dm.Results.LogoResult, true}, How);
 }
 
-void OpenTemplates(Tdm& dm, bool Refresh) {
-  OpenTable(dm, {"OpenTemplates", false, dm.tblTemplates, dm.mTemplatesLive, kTemplatesSql,
+void OpenTemplates(Tdm& dm, Fetch How) {
+  OpenTable(dm, {"OpenTemplates", false, dm.tblTemplates, dm.Live.mTemplatesLive, kTemplatesSql,
                  dm.Results.TemplatesResult, true,
-                 [&dm, Refresh] {
+                 [&dm, How] {
                    // Each row of the reply clears its mark as it is edited or added.
-                   if (Refresh) dm.cacheExecSQL("update templates set old=true");
+                   if (How == Fetch::Refresh) dm.cacheExecSQL("update templates set old=true");
                  }},
-            Refresh);
+            How);
 }
 
 void SweepTemplates(Tdm& dm) {
@@ -198,7 +200,9 @@ bool DocPermissionsIsCached(Tdm& dm, int DocID, int UserID) {
   return LocatePermissions(dm, DocID, UserID);
 }
 
-bool OpenDoc(Tdm& dm, int DocID, bool Refresh, bool Blocking) {
+bool OpenDoc(Tdm& dm, int DocID, Fetch How, Wait Waiting) {
+  const bool Refresh = How == Fetch::Refresh;
+  const bool Blocking = Waiting == Wait::ForAnswer;
   foundation::ContextScope scope(dm.Context());
   LogTrace("OpenDoc", "doc_id:" + std::to_string(DocID));
   ProcNameScope proc("dm.OpenDoc");
@@ -208,7 +212,7 @@ bool OpenDoc(Tdm& dm, int DocID, bool Refresh, bool Blocking) {
     if (!LocateDoc(dm, DocID)) dm.ConnectToServer(true);
   }
   if (dm.mIsServerReachable()) {
-    FetchData(dm, dm.tblDoc, ViewDocSql(DocID), dm.Results.DocResult, &dm.monDoc, Blocking);
+    FetchData(dm, dm.tblDoc, ViewDocSql(DocID), dm.Results.DocResult, &dm.monDoc, Waiting);
     // Not blocking, the rows come later and nothing is known yet.
     return Blocking && LocateDoc(dm, DocID);
   }
@@ -216,7 +220,9 @@ bool OpenDoc(Tdm& dm, int DocID, bool Refresh, bool Blocking) {
   return false;
 }
 
-bool OpenDocPermissions(Tdm& dm, int DocID, int UserID, bool Refresh, bool Blocking) {
+bool OpenDocPermissions(Tdm& dm, int DocID, int UserID, Fetch How, Wait Waiting) {
+  const bool Refresh = How == Fetch::Refresh;
+  const bool Blocking = Waiting == Wait::ForAnswer;
   foundation::ContextScope scope(dm.Context());
   LogTrace("OpenDocPermissions", "doc_id:" + std::to_string(DocID));
   ProcNameScope proc("dm.OpenDocPermissions");
@@ -228,30 +234,34 @@ bool OpenDocPermissions(Tdm& dm, int DocID, int UserID, bool Refresh, bool Block
   }
   if (dm.mIsServerReachable()) {
     FetchData(dm, dm.tblDocPermissions, DocPermissionsSql(DocID, UserID), dm.Results.DocPermissionsResult, nullptr,
-              Blocking);
+              Waiting);
     return Blocking && LocatePermissions(dm, DocID, UserID);
   }
   return false;
 }
 
-bool OpenWebForm(Tdm& dm, int DocNo, bool Refresh, bool Blocking) {
+bool OpenWebForm(Tdm& dm, int DocNo, Fetch How, Wait Waiting) {
   foundation::ContextScope scope(dm.Context());
   ProcNameScope proc("dm.OpenWebForm");
+  if (How == Fetch::CacheIsCurrent) dm.Live.mWebFormLive = true;
+  const bool Refresh = How == Fetch::Refresh;
+  const bool Blocking = Waiting == Wait::ForAnswer;
   dm.LoadFromCache(dm.tblWebForm);
-  if (dm.mWebFormLive && !Refresh) return false;
+  if (dm.Live.mWebFormLive && !Refresh) return false;
   if (Blocking && !dm.mIsServerReachable()) {
     if (!LocateWebForm(dm, DocNo)) dm.ConnectToServer(true);
   }
   if (dm.mIsServerReachable()) {
-    FetchData(dm, dm.tblWebForm, WebFormSql(DocNo), dm.Results.WebFormResult, &dm.monWebForm, Blocking);
+    FetchData(dm, dm.tblWebForm, WebFormSql(DocNo), dm.Results.WebFormResult, &dm.monWebForm, Waiting);
   }
   return Blocking && LocateWebForm(dm, DocNo);
 }
 
 bool FetchData(Tdm& dm, Table& Table, const std::string& SQL,
                const std::shared_ptr<transport::TRpcResult>& ResultObject, TRpcDataSetMonitor* Monitor,
-               bool Blocking) {
+               Wait Waiting) {
   foundation::ContextScope scope(dm.Context());
+  const bool Blocking = Waiting == Wait::ForAnswer;
   LogTrace(Blocking ? "SERVER CALL from FetchData (WAIT FOR RESULT)" : "SERVER CALL from FetchData",
            "select SQL: " + SQL);
   transport::TRpcClientModule& module = dm.Connection.ClientModule;

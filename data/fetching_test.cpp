@@ -24,27 +24,27 @@ std::vector<std::string> Selects(const FetchServer& server) { return server.Stat
 TEST(Fetching, SharedTablesFetchOnlyWhenEmptyOrRefreshedAndOnlyOnline) {
   struct Case {
     const char* routine;
-    void (*open)(Tdm&, bool);
+    void (*open)(Tdm&, Fetch);
     Table Tdm::*table;
-    bool Tdm::*live;
+    bool LiveSets::*live;
     const char* cachedRow;  // a row from an earlier session
     const char* sql;
     bool whateverTheState;
     std::shared_ptr<transport::TRpcResult> FetchResults::*result;
   };
   const std::vector<Case> cases = {
-      {"OpenDocFields", OpenDocFields, &Tdm::tblDocFields, &Tdm::mDocFieldsLive,
+      {"OpenDocFields", OpenDocFields, &Tdm::tblDocFields, &LiveSets::mDocFieldsLive,
        "insert into DOCFIELDS (CODE, VAL) values ('a', 'b')", kDocFieldsSql, false, &FetchResults::DocFieldsResult},
-      {"OpenUsers", OpenUsers, &Tdm::tblUsers, &Tdm::mUsersLive, "insert into USERS (USER_ID) values (1)", kUsersSql,
+      {"OpenUsers", OpenUsers, &Tdm::tblUsers, &LiveSets::mUsersLive, "insert into USERS (USER_ID) values (1)", kUsersSql,
        false, &FetchResults::UsersResult},
-      {"OpenGroups", OpenGroups, &Tdm::tblGroups, &Tdm::mGroupsLive, "insert into GROUPS (GROUP_ID) values (1)",
+      {"OpenGroups", OpenGroups, &Tdm::tblGroups, &LiveSets::mGroupsLive, "insert into GROUPS (GROUP_ID) values (1)",
        kGroupsSql, false, &FetchResults::GroupsResult},
-      {"OpenUserGroupLinks", OpenUserGroupLinks, &Tdm::tblUserGroupLinks, &Tdm::mUserGroupLinksLive,
+      {"OpenUserGroupLinks", OpenUserGroupLinks, &Tdm::tblUserGroupLinks, &LiveSets::mUserGroupLinksLive,
        "insert into USER_GROUP_LINKS (USER_ID, GROUP_ID) values (1, 1)", kUserGroupLinksSql, false, &FetchResults::UserGroupLinksResult},
-      {"OpenCodes", OpenCodes, &Tdm::tblCodes, &Tdm::mCodesLive, "insert into CODES (D_TYPE) values ('X')", kCodesSql,
+      {"OpenCodes", OpenCodes, &Tdm::tblCodes, &LiveSets::mCodesLive, "insert into CODES (D_TYPE) values ('X')", kCodesSql,
        false, &FetchResults::CodesResult},
-      {"OpenLogo", OpenLogo, &Tdm::tblLogo, &Tdm::mLogoLive, "insert into LOGO (LOGO) values ('png')", kLogoSql, true, &FetchResults::LogoResult},
-      {"OpenTemplates", OpenTemplates, &Tdm::tblTemplates, &Tdm::mTemplatesLive,
+      {"OpenLogo", OpenLogo, &Tdm::tblLogo, &LiveSets::mLogoLive, "insert into LOGO (LOGO) values ('png')", kLogoSql, true, &FetchResults::LogoResult},
+      {"OpenTemplates", OpenTemplates, &Tdm::tblTemplates, &LiveSets::mTemplatesLive,
        "insert into TEMPLATES (DOC_NO) values (1)", kTemplatesSql, true, &FetchResults::TemplatesResult},
   };
   for (const Case& c : cases) {
@@ -58,22 +58,22 @@ TEST(Fetching, SharedTablesFetchOnlyWhenEmptyOrRefreshedAndOnlyOnline) {
     (dm.*c.table).Close();
 
     // Rows from an earlier session, a plain open: no call.
-    c.open(dm, false);
+    c.open(dm, Fetch::IfNeeded);
     EXPECT_TRUE((dm.*c.table).Active());
     EXPECT_EQ((dm.*c.table).RecordCount(), 1);
     // Refresh: one select with the table's own statement; the flag is false until the reply.
-    dm.*c.live = true;
-    c.open(dm, true);
-    EXPECT_FALSE(dm.*c.live);
+    dm.Live.*c.live = true;
+    c.open(dm, Fetch::Refresh);
+    EXPECT_FALSE(dm.Live.*c.live);
     ASSERT_TRUE(instance.WaitForReturn(*(dm.Results.*c.result)));
     EXPECT_EQ(Selects(server), std::vector<std::string>{c.sql});
     // The server's table is empty: without a key the reply replaces all rows.
     EXPECT_EQ((dm.*c.table).RecordCount(), 0);
 
     // Empty now and not live: a plain open asks; offline only the logo and templates do.
-    dm.*c.live = false;
+    dm.Live.*c.live = false;
     dm.SetIsServerReachable(false);
-    c.open(dm, false);
+    c.open(dm, Fetch::IfNeeded);
     if (c.whateverTheState) {
       ASSERT_TRUE(instance.WaitForReturn(*(dm.Results.*c.result)));
     }
@@ -98,7 +98,7 @@ TEST(Fetching, RefreshReplacesTheRowKeepsStoredValuesOverNullsAndTheUsersPending
   dm.tblDoc.FieldByName("KEYWORDS").SetValue(Variant("user words"));
   dm.tblDoc.Post();
 
-  EXPECT_TRUE(OpenDoc(dm, 5, true, true));
+  EXPECT_TRUE(OpenDoc(dm, 5, Fetch::Refresh, Wait::ForAnswer));
   EXPECT_EQ(server.Statements(), std::vector<std::string>{"SELECT * from VIEW_DOC(5)"});
   EXPECT_EQ(dm.tblDoc.FieldByName("DOC_NAME").AsString(), "Server name");
   EXPECT_EQ(dm.tblDoc.FieldByName("STATUS").AsString(), "E");
@@ -114,7 +114,7 @@ TEST(Fetching, RefreshReplacesTheRowKeepsStoredValuesOverNullsAndTheUsersPending
   EXPECT_TRUE(instance.traced.Traced("ProcessRpcResult",
                                      "function: select tblDoc\r\tCopyRpcDataSetRowsToLocal\tRows: 1"));
   // A document the server doesn't know.
-  EXPECT_FALSE(OpenDoc(dm, 6, true, true));
+  EXPECT_FALSE(OpenDoc(dm, 6, Fetch::Refresh, Wait::ForAnswer));
 }
 
 TEST(Fetching, DocumentRoutinesOfflineAnswerFromTheCacheAndPingOnlyForAMissingRow) {
@@ -135,24 +135,24 @@ TEST(Fetching, DocumentRoutinesOfflineAnswerFromTheCacheAndPingOnlyForAMissingRo
     }
     return n;
   };
-  EXPECT_TRUE(OpenDoc(dm, 5, false, true));
-  EXPECT_FALSE(OpenDoc(dm, 5, true, false));
-  EXPECT_FALSE(OpenDoc(dm, 5, true, true));  // cached, but Refresh wanted the server
+  EXPECT_TRUE(OpenDoc(dm, 5, Fetch::IfNeeded, Wait::ForAnswer));
+  EXPECT_FALSE(OpenDoc(dm, 5, Fetch::Refresh, Wait::No));
+  EXPECT_FALSE(OpenDoc(dm, 5, Fetch::Refresh, Wait::ForAnswer));  // cached, but Refresh wanted the server
   EXPECT_EQ(pings(), 0);
-  EXPECT_FALSE(OpenDoc(dm, 6, true, true));
+  EXPECT_FALSE(OpenDoc(dm, 6, Fetch::Refresh, Wait::ForAnswer));
   EXPECT_EQ(pings(), 1);
   // The rights' offline locate looks for user 0, never the caller's user: it always pings.
   EXPECT_TRUE(DocPermissionsIsCached(dm, 5, 3));
-  EXPECT_FALSE(OpenDocPermissions(dm, 5, 3, true, true));
+  EXPECT_FALSE(OpenDocPermissions(dm, 5, 3, Fetch::Refresh, Wait::ForAnswer));
   EXPECT_EQ(pings(), 2);
-  EXPECT_TRUE(OpenDocPermissions(dm, 5, 3, false, false));
+  EXPECT_TRUE(OpenDocPermissions(dm, 5, 3, Fetch::IfNeeded, Wait::No));
   // The web form: blocking gives the locate, online or not.
-  EXPECT_TRUE(OpenWebForm(dm, 50, true, true));
+  EXPECT_TRUE(OpenWebForm(dm, 50, Fetch::Refresh, Wait::ForAnswer));
   EXPECT_EQ(pings(), 2);
-  EXPECT_FALSE(OpenWebForm(dm, 51, false, true));
+  EXPECT_FALSE(OpenWebForm(dm, 51, Fetch::IfNeeded, Wait::ForAnswer));
   EXPECT_EQ(pings(), 3);
-  dm.mWebFormLive = true;
-  EXPECT_FALSE(OpenWebForm(dm, 50, false, true));  // live and no refresh: no answer given
+  dm.Live.mWebFormLive = true;
+  EXPECT_FALSE(OpenWebForm(dm, 50, Fetch::IfNeeded, Wait::ForAnswer));  // live and no refresh: no answer given
   EXPECT_FALSE(dm.mIsServerReachable());
 }
 
@@ -163,14 +163,14 @@ TEST(Fetching, PermissionsAndWebFormArriveWithTheirHandlers) {
   FetchInstance instance(server.Port());
   Tdm& dm = *instance.dm;
   instance.GoOnline();
-  EXPECT_FALSE(OpenDocPermissions(dm, 5, 3, true, false));  // the rows come later
+  EXPECT_FALSE(OpenDocPermissions(dm, 5, 3, Fetch::Refresh, Wait::No));  // the rows come later
   ASSERT_TRUE(instance.WaitForReturn(*dm.Results.DocPermissionsResult));
   EXPECT_TRUE(DocPermissionsIsCached(dm, 5, 3));
   EXPECT_EQ(dm.tblDocPermissions.FieldByName("P_EDIT").AsString(), "Y");
   EXPECT_EQ(instance.addIn.calls, std::vector<std::string>{"SetQuillornRibbonButtonStates"});
   EXPECT_EQ(server.Statements().front(), DocPermissionsSql(5, 3));
 
-  EXPECT_TRUE(OpenWebForm(dm, 50, true, true));
+  EXPECT_TRUE(OpenWebForm(dm, 50, Fetch::Refresh, Wait::ForAnswer));
   EXPECT_EQ(dm.tblWebForm.FieldByName("TEMPLATE_NAME").AsString(), "Register");
   EXPECT_EQ(server.Statements().back(),
             "SELECT DOC_NO, TEMPLATE_NAME, HTML_FORM, LAST_EXTRACTED, FIELDS_USED, REGISTER_NAME FROM FORMS where "
@@ -192,9 +192,9 @@ TEST(Fetching, TemplatesRefreshSweepsWhatTheServerDroppedAndKeepsStoredFiles) {
   // Offline all the same: the templates are asked for whatever the state.
   instance.GoOnline();
   dm.SetIsServerReachable(false);
-  OpenTemplates(dm, true);
+  OpenTemplates(dm, Fetch::Refresh);
   ASSERT_TRUE(instance.WaitForReturn(*dm.Results.TemplatesResult));
-  EXPECT_TRUE(dm.mTemplatesLive);
+  EXPECT_TRUE(dm.Live.mTemplatesLive);
   EXPECT_EQ(instance.addIn.calls, std::vector<std::string>{"RefreshTemplateQuery"});
   ASSERT_EQ(dm.tblTemplates.RecordCount(), 2);
   ASSERT_TRUE(dm.tblTemplates.Locate("DOC_NO", Variant(10)));
@@ -216,17 +216,17 @@ TEST(Fetching, DocFieldsReplyTellsTheModuleAndUsersReplyReopensTheApprovers) {
   FetchInstance instance(server.Port());
   Tdm& dm = *instance.dm;
   instance.GoOnline();
-  OpenDocFields(dm, false);
+  OpenDocFields(dm, Fetch::IfNeeded);
   ASSERT_TRUE(instance.WaitForReturn(*dm.Results.DocFieldsResult));
-  EXPECT_TRUE(dm.mDocFieldsLive);
+  EXPECT_TRUE(dm.Live.mDocFieldsLive);
   EXPECT_EQ(instance.addIn.calls, (std::vector<std::string>{"RefreshDocFields", "PopulateCustomFields"}));
   ASSERT_EQ(dm.tblDocFields.RecordCount(), 1);
   EXPECT_EQ(dm.tblDocFields.FieldByName("CODE").AsString(), "cmsTitle");
 
-  OpenUsers(dm, false);
+  OpenUsers(dm, Fetch::IfNeeded);
   EXPECT_FALSE(dm.qApprovalUsers.Active());  // the groups aren't live
   ASSERT_TRUE(instance.WaitForReturn(*dm.Results.UsersResult));
-  EXPECT_TRUE(dm.mUsersLive);
+  EXPECT_TRUE(dm.Live.mUsersLive);
   ASSERT_TRUE(dm.qApprovalUsers.Active());
   ASSERT_EQ(dm.qApprovalUsers.RecordCount(), 1);  // the web user isn't fetched
   EXPECT_EQ(dm.qApprovalUsers.FieldByName("approval_user").AsString(), "Ann Lee (QA)");
@@ -241,16 +241,16 @@ TEST(Fetching, AFailedSelectLeavesTheTableAndItsFlag) {
   instance.Cache("insert into DOCFIELDS (CODE) values ('old')");
   dm.tblDocFields.Close();
   server.ForceReply([] { return transport::TRpcValue(std::make_unique<transport::TRpcExceptionValue>(0, "no view")); });
-  OpenDocFields(dm, true);
+  OpenDocFields(dm, Fetch::Refresh);
   ASSERT_TRUE(instance.WaitForReturn(*dm.Results.DocFieldsResult));
   // The delete comes only with a data set.
   EXPECT_EQ(dm.tblDocFields.RecordCount(), 1);
   EXPECT_NE(instance.traced.Trace().find("\rServer-side exception after Select:\r\nno view\r\n"), std::string::npos);
   // The flag means "received", whatever the reply was; the groups' means "a data set came".
-  EXPECT_TRUE(dm.mDocFieldsLive);
-  OpenGroups(dm, true);
+  EXPECT_TRUE(dm.Live.mDocFieldsLive);
+  OpenGroups(dm, Fetch::Refresh);
   ASSERT_TRUE(instance.WaitForReturn(*dm.Results.GroupsResult));
-  EXPECT_FALSE(dm.mGroupsLive);
+  EXPECT_FALSE(dm.Live.mGroupsLive);
 }
 
 TEST(Fetching, CopyMatchesRowsByTheirKeysOrReplacesAKeylessTable) {

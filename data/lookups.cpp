@@ -93,7 +93,7 @@ bool ExecSQL(Tdm& dm, const std::string& SQL) {
 std::string getCodeVal(Tdm& dm, const std::string& DType, const std::string& Code) {
   foundation::ContextScope scope(dm.Context());
   // A fetch that this may start lands later: the answer is what the cache holds now.
-  OpenCodes(dm, false);
+  OpenCodes(dm, Fetch::IfNeeded);
   const Variant value = dm.tblCodes.Lookup("d_type;code", Variant(platform::VariantList{DType, Code}), "val");
   return value.IsEmptyOrNull() ? std::string() : value.AsString();
 }

@@ -82,7 +82,7 @@ void SaveAfterFetch(Tdm& dm, Table& table, TRpcDataSetMonitor* monitor) { dm.Sav
 void DocFieldsResultReturn(Tdm& dm, TRpcClientModule* sender, TRpcValue& data, TRpcValue& result) {
   ProcessRpcResult(dm, &dm.tblDocFields, &dm.monDocFields, sender, data, result);
   SaveAfterFetch(dm, dm.tblDocFields, &dm.monDocFields);
-  dm.mDocFieldsLive = true;
+  dm.Live.mDocFieldsLive = true;
   if (dm.AddIn != nullptr) {
     dm.AddIn->RefreshDocFields();
     dm.AddIn->PopulateCustomFields();
@@ -99,31 +99,31 @@ void UsersResultReturn(Tdm& dm, TRpcClientModule* sender, TRpcValue& data, TRpcV
   SaveAfterFetch(dm, dm.tblUsers, &dm.monUsers);
   dm.qApprovalUsers.Close();
   dm.qApprovalUsers.Open();
-  dm.mUsersLive = true;
+  dm.Live.mUsersLive = true;
 }
 
 void CodesResultReturn(Tdm& dm, TRpcClientModule* sender, TRpcValue& data, TRpcValue& result) {
   ProcessRpcResult(dm, &dm.tblCodes, &dm.monCodes, sender, data, result);
   SaveAfterFetch(dm, dm.tblCodes, &dm.monCodes);
-  dm.mCodesLive = true;
+  dm.Live.mCodesLive = true;
 }
 
 void GroupsResultReturn(Tdm& dm, TRpcClientModule* sender, TRpcValue& data, TRpcValue& result) {
-  dm.mGroupsLive = ProcessRpcResult(dm, &dm.tblGroups, nullptr, sender, data, result);
+  dm.Live.mGroupsLive = ProcessRpcResult(dm, &dm.tblGroups, nullptr, sender, data, result);
 }
 
 void UserGroupLinksResultReturn(Tdm& dm, TRpcClientModule* sender, TRpcValue& data, TRpcValue& result) {
-  dm.mUserGroupLinksLive = ProcessRpcResult(dm, &dm.tblUserGroupLinks, nullptr, sender, data, result);
+  dm.Live.mUserGroupLinksLive = ProcessRpcResult(dm, &dm.tblUserGroupLinks, nullptr, sender, data, result);
 }
 
 void LogoResultReturn(Tdm& dm, TRpcClientModule* sender, TRpcValue& data, TRpcValue& result) {
-  dm.mLogoLive = ProcessRpcResult(dm, &dm.tblLogo, nullptr, sender, data, result);
+  dm.Live.mLogoLive = ProcessRpcResult(dm, &dm.tblLogo, nullptr, sender, data, result);
 }
 
 void TemplatesResultReturn(Tdm& dm, TRpcClientModule* sender, TRpcValue& data, TRpcValue& result) {
   ProcessRpcResult(dm, &dm.tblTemplates, nullptr, sender, data, result);
   SweepTemplates(dm);
-  dm.mTemplatesLive = true;
+  dm.Live.mTemplatesLive = true;
   if (dm.AddIn != nullptr) dm.AddIn->RefreshTemplateQuery();
 }
 

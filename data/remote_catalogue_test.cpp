@@ -177,7 +177,7 @@ TEST(RemoteCatalogue, AGivenUpFetchLeavesTheReaderWithTheCache) {
     handler(sender, data, r);
     aborted->Set();
   };
-  EXPECT_FALSE(OpenDoc(dm, 5, true, false));
+  EXPECT_FALSE(OpenDoc(dm, 5, Fetch::Refresh, Wait::No));
   dm.tblDoc.Close();
   ASSERT_EQ(instance.loop.Wait(*aborted, testing::kWaitMs), platform::MainLoop::WaitResult::Signaled);
   EXPECT_TRUE(instance.traced.Traced("SERVER CALL ABORTED", "function: select tblDoc"));

@@ -7,6 +7,8 @@
 #include <string>
 #include <string_view>
 
+#include "foundation/paths.h"
+
 namespace quillorn::data {
 
 inline constexpr char kAddInIniName[] = "QuillornAddIn.ini";
@@ -21,13 +23,8 @@ inline constexpr int kDefaultRetryTimeout = 5;
 inline constexpr char kDefaultPortRange[] = "49201-49220";
 inline constexpr char kDefaultCloudExportFolder[] = "\\\\TSCLIENT\\G\\Download\\";
 
-// A whole number as the settings write it: leading blanks, a sign, decimal digits,
-// or hexadecimal after "$" or "0x". Anything else, or a number out of range,
-// gives Default.
-int StrToIntDef(std::string_view Text, int Default);
-// The same, but a bad value raises std::invalid_argument
-// ("'<text>' is not a valid integer value").
-int StrToInt(std::string_view Text);
+using foundation::StrToInt;
+using foundation::StrToIntDef;
 
 // The UDP ports the tether client may bind, lowest first.
 struct TPortRange {

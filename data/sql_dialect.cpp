@@ -194,4 +194,14 @@ std::string RewriteSql(std::string_view sql) {
   return out;
 }
 
+std::string SqlSafeString(const std::string& S) {
+  std::string out;
+  out.reserve(S.size());
+  for (char c : S) {
+    out += c;
+    if (c == '\'') out += '\'';
+  }
+  return out;
+}
+
 }  // namespace quillorn::data

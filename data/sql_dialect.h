@@ -22,4 +22,7 @@ inline constexpr char kNowFunction[] = "now";
 // Text in quotes and comments is never touched.
 std::string RewriteSql(std::string_view sql);
 
+// Text for a quoted literal of a statement: each quote doubled.
+std::string SqlSafeString(const std::string& S);
+
 }  // namespace quillorn::data

@@ -652,6 +652,24 @@ void Table::CheckBrowseMode() {
   }
 }
 
+void Table::EnsureEditing() {
+  if (!Editing()) Edit();
+}
+
+void Table::PostIfEditing() {
+  if (Editing()) Post();
+}
+
+void Table::CancelIfEditing() {
+  if (Editing()) Cancel();
+}
+
+bool Table::Flag(std::string_view name) {
+  const Field field = FieldByName(name);
+  if (field.DataType() == FieldKind::String || field.DataType() == FieldKind::Memo) return field.AsString() == "Y";
+  return field.AsBoolean();
+}
+
 void Table::Edit() {
   CheckActive();
   if (state_ == DataSetState::Edit || state_ == DataSetState::Insert) return;

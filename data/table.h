@@ -169,6 +169,14 @@ class Table {
   void Delete();
   bool Modified() const;
   void CheckBrowseMode();  // posts a changed row, cancels an unchanged one
+  bool Editing() const { return state_ == DataSetState::Edit || state_ == DataSetState::Insert; }
+  void EnsureEditing();  // Edit, unless the row is being edited or inserted already
+  void PostIfEditing();  // Post, when the row is being edited or inserted
+  void CancelIfEditing();
+
+  // A flag of the current row: a BOOLEAN column's true, a number other than 0,
+  // or the text "Y" (the CHAR(1) flags); false for null. Raises for a missing column.
+  bool Flag(std::string_view name);
 
   void DisableControls() { ++controlsDisabled_; }
   void EnableControls() {

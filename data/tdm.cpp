@@ -13,18 +13,6 @@ namespace {
 
 using foundation::LogTrace;
 
-// The cache's housekeeping on this instance's system services.
-class SystemHousekeeping final : public CacheHousekeeping {
- public:
-  explicit SystemHousekeeping(platform::SystemServices& system) : system_(system) {}
-  std::string TempDir() override { return system_.TempFolder(); }
-  bool FileExists(const std::string& FileName) override { return system_.FileExists(FileName); }
-  bool DeleteFile(const std::string& FileName) override { return system_.DeleteFile(FileName); }
-
- private:
-  platform::SystemServices& system_;
-};
-
 void MarkTemplateCurrent(Table& table) { table.FieldByName("OLD").SetValue(Variant(false)); }
 
 }  // namespace
@@ -32,7 +20,7 @@ void MarkTemplateCurrent(Table& table) { table.FieldByName("OLD").SetValue(Varia
 Tdm::Tdm(TdmFolders Folders, bool IsCloudPlatform, platform::MainLoop& Loop, platform::SystemServices& System,
          foundation::LogContext& Context)
     : Settings(Folders.AppDir, Folders.AppDataDir),
-      Cache(Folders.CacheDir),
+      Cache(Folders.CacheDir, System),
       Connection(Loop, Settings, Context, *this),
       tblDoc(Cache.CacheDB(), "DOCS", "DOC_ID", "tblDoc"),
       tblDocFields(Cache.CacheDB(), "DOCFIELDS", "", "tblDocFields"),
@@ -107,8 +95,7 @@ void Tdm::DataModuleDestroy() {
 
 void Tdm::ClearOldCache() {
   foundation::ContextScope scope(context_);
-  SystemHousekeeping housekeeping(system_);
-  Cache.ClearOldCache(housekeeping);
+  Cache.ClearOldCache();
 }
 
 void Tdm::CommitCache() {
@@ -133,19 +120,19 @@ void Tdm::ShutDown() {
 void Tdm::RefetchStaleData() {
   // Refresh: these tables still hold the cache's copy, rows or not. One failing
   // fetch must not keep the others from going out.
-  auto fetch = [this](void (*open)(Tdm&, bool), const char* name) {
+  auto fetch = [this](void (*open)(Tdm&, Fetch), const char* name) {
     try {
-      open(*this, true);
+      open(*this, Fetch::Refresh);
     } catch (const std::exception& e) {
       foundation::LogException(e, name);
     }
   };
-  if (!mDocFieldsLive) fetch(OpenDocFields, "OpenDocFields");
-  if (!mUsersLive) fetch(OpenUsers, "OpenUsers");
-  if (!mUserGroupLinksLive) fetch(OpenUserGroupLinks, "OpenUserGroupLinks");
-  if (!mGroupsLive) fetch(OpenGroups, "OpenGroups");
-  if (!mCodesLive) fetch(OpenCodes, "OpenCodes");
-  if (!mTemplatesLive) fetch(OpenTemplates, "OpenTemplates");
+  if (!Live.mDocFieldsLive) fetch(OpenDocFields, "OpenDocFields");
+  if (!Live.mUsersLive) fetch(OpenUsers, "OpenUsers");
+  if (!Live.mUserGroupLinksLive) fetch(OpenUserGroupLinks, "OpenUserGroupLinks");
+  if (!Live.mGroupsLive) fetch(OpenGroups, "OpenGroups");
+  if (!Live.mCodesLive) fetch(OpenCodes, "OpenCodes");
+  if (!Live.mTemplatesLive) fetch(OpenTemplates, "OpenTemplates");
 }
 
 void Tdm::ServerReachable(bool Reachable) {

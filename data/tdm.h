@@ -14,6 +14,7 @@
 #include "data/change_capture.h"
 #include "data/commit.h"
 #include "data/connection.h"
+#include "data/fetching.h"
 #include "data/remote_catalogue.h"
 #include "data/settings.h"
 #include "data/table.h"
@@ -44,6 +45,8 @@ class Tdm final : private ConnectionOwner {
   Tdm& operator=(const Tdm&) = delete;
 
   const TdmFolders& Folders() const { return folders_; }
+  // Every file of the module's own is read and written through these.
+  platform::SystemServices& System() { return system_; }
   // The instance's log context: every routine of the module runs in it.
   foundation::LogContext& Context() { return context_; }
 
@@ -154,16 +157,8 @@ class Tdm final : private ConnectionOwner {
   CacheStore Cache;
   TdmConnection Connection;
 
-  // True once a data set has been read from the server in this online spell;
-  // false means the cache's copy is in use and a return to online fetches it.
-  bool mUsersLive = false;
-  bool mGroupsLive = false;
-  bool mUserGroupLinksLive = false;
-  bool mTemplatesLive = false;
-  bool mCodesLive = false;
-  bool mDocFieldsLive = false;
-  bool mLogoLive = false;
-  bool mWebFormLive = false;  // raised only by the document tracking
+  // Which shared sets the server has given in this online spell.
+  LiveSets Live;
   int UserID = 0;
   // Nothing ever assigns it, so it stays 0; one locate of OpenDocPermissions reads it.
   int mUserID = 0;

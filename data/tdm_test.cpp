@@ -93,12 +93,12 @@ TEST(Tdm, ReturnToOnlineFetchesWhatStillComesFromTheCache) {
        {},
        {kDocFieldsSql, kUsersSql, kUserGroupLinksSql, kGroupsSql, kCodesSql, kTemplatesSql}},
       {"users and codes live",
-       {[](Tdm& d) { return &d.mUsersLive; }, [](Tdm& d) { return &d.mCodesLive; }},
+       {[](Tdm& d) { return &d.Live.mUsersLive; }, [](Tdm& d) { return &d.Live.mCodesLive; }},
        {kDocFieldsSql, kUserGroupLinksSql, kGroupsSql, kTemplatesSql}},
       {"all live but the templates (the logo is never refetched)",
-       {[](Tdm& d) { return &d.mDocFieldsLive; }, [](Tdm& d) { return &d.mUsersLive; },
-        [](Tdm& d) { return &d.mUserGroupLinksLive; }, [](Tdm& d) { return &d.mGroupsLive; },
-        [](Tdm& d) { return &d.mCodesLive; }},
+       {[](Tdm& d) { return &d.Live.mDocFieldsLive; }, [](Tdm& d) { return &d.Live.mUsersLive; },
+        [](Tdm& d) { return &d.Live.mUserGroupLinksLive; }, [](Tdm& d) { return &d.Live.mGroupsLive; },
+        [](Tdm& d) { return &d.Live.mCodesLive; }},
        {kTemplatesSql}},
   };
   for (const Case& c : cases) {

@@ -1,5 +1,8 @@
 #include "foundation/paths.h"
 
+#include <cstdint>
+#include <stdexcept>
+#include <string>
 #include <system_error>
 
 namespace quillorn::foundation {
@@ -114,6 +117,62 @@ std::string Trim(std::string_view text) {
   while (begin < end && static_cast<unsigned char>(text[begin]) <= ' ') ++begin;
   while (end > begin && static_cast<unsigned char>(text[end - 1]) <= ' ') --end;
   return std::string(text.substr(begin, end - begin));
+}
+
+namespace {
+
+bool ParseWholeNumber(std::string_view text, int& out) {
+  size_t at = 0;
+  while (at < text.size() && (text[at] == ' ' || text[at] == '\t')) ++at;
+  bool negative = false;
+  if (at < text.size() && (text[at] == '-' || text[at] == '+')) {
+    negative = text[at] == '-';
+    ++at;
+  }
+  unsigned base = 10;
+  if (at < text.size() && text[at] == '$') {
+    base = 16;
+    ++at;
+  } else if (at + 1 < text.size() && text[at] == '0' && (text[at + 1] == 'x' || text[at + 1] == 'X')) {
+    base = 16;
+    at += 2;
+  }
+  if (at >= text.size()) return false;
+  std::int64_t value = 0;
+  for (; at < text.size(); ++at) {
+    const char c = text[at];
+    unsigned digit = 0;
+    if (c >= '0' && c <= '9') {
+      digit = static_cast<unsigned>(c - '0');
+    } else if (base == 16 && c >= 'a' && c <= 'f') {
+      digit = static_cast<unsigned>(c - 'a' + 10);
+    } else if (base == 16 && c >= 'A' && c <= 'F') {
+      digit = static_cast<unsigned>(c - 'A' + 10);
+    } else {
+      return false;
+    }
+    value = value * base + digit;
+    if (value > std::int64_t{0x80000000}) return false;
+  }
+  if (negative) value = -value;
+  if (value > INT32_MAX || value < INT32_MIN) return false;
+  out = static_cast<int>(value);
+  return true;
+}
+
+}  // namespace
+
+int StrToIntDef(std::string_view Text, int Default) {
+  int value = 0;
+  return ParseWholeNumber(Text, value) ? value : Default;
+}
+
+int StrToInt(std::string_view Text) {
+  int value = 0;
+  if (!ParseWholeNumber(Text, value)) {
+    throw std::invalid_argument("'" + std::string(Text) + "' is not a valid integer value");
+  }
+  return value;
 }
 
 }  // namespace quillorn::foundation

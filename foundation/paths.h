@@ -37,4 +37,12 @@ std::string UpperCase(std::string_view text);
 std::string LowerCase(std::string_view text);
 std::string Trim(std::string_view text);  // drops blanks and control characters at both ends
 
+// A whole number as settings and document properties write it: leading blanks,
+// a sign, decimal digits, or hexadecimal after "$" or "0x". Anything else, or a
+// number out of range, gives Default.
+int StrToIntDef(std::string_view Text, int Default);
+// The same, but a bad value raises std::invalid_argument
+// ("'<text>' is not a valid integer value").
+int StrToInt(std::string_view Text);
+
 }  // namespace quillorn::foundation

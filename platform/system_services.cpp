@@ -3,6 +3,8 @@
 #include <algorithm>
 #include <cctype>
 #include <filesystem>
+#include <fstream>
+#include <iterator>
 #include <system_error>
 
 #include "foundation/paths.h"
@@ -36,6 +38,58 @@ bool DeleteFileByStandardLibrary(std::string_view path) noexcept {
     std::error_code ec;
     if (std::filesystem::is_directory(target, ec)) return false;
     return std::filesystem::remove(target, ec) && !ec;
+  } catch (...) {
+    return false;
+  }
+}
+
+bool ReadFileByStandardLibrary(std::string_view path, std::string& content) noexcept {
+  content.clear();
+  try {
+    std::ifstream in(PathFromUtf8(path), std::ios::binary);
+    if (!in) return false;
+    content.assign(std::istreambuf_iterator<char>(in), std::istreambuf_iterator<char>());
+    if (in.bad()) {
+      content.clear();
+      return false;
+    }
+    return true;
+  } catch (...) {
+    content.clear();
+    return false;
+  }
+}
+
+bool WriteFileByStandardLibrary(std::string_view path, std::string_view content) noexcept {
+  try {
+    std::ofstream out(PathFromUtf8(path), std::ios::binary | std::ios::trunc);
+    if (!out) return false;
+    out.write(content.data(), static_cast<std::streamsize>(content.size()));
+    out.close();
+    return static_cast<bool>(out);
+  } catch (...) {
+    return false;
+  }
+}
+
+std::vector<std::string> ListFilesByStandardLibrary(std::string_view folder) noexcept {
+  std::vector<std::string> names;
+  try {
+    std::error_code ec;
+    for (std::filesystem::directory_iterator it(PathFromUtf8(folder), ec), end; !ec && it != end; it.increment(ec)) {
+      if (it->is_regular_file(ec)) names.push_back(foundation::Utf8FromPath(it->path().filename()));
+    }
+  } catch (...) {
+    names.clear();
+  }
+  return names;
+}
+
+bool CreateFoldersByStandardLibrary(std::string_view path) noexcept {
+  try {
+    std::error_code ec;
+    std::filesystem::create_directories(PathFromUtf8(path), ec);
+    return std::filesystem::is_directory(PathFromUtf8(path), ec);
   } catch (...) {
     return false;
   }

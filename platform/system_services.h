@@ -17,6 +17,10 @@ namespace quillorn::platform {
 // implementations that have nothing better.
 bool CopyFileByStandardLibrary(std::string_view from, std::string_view to, bool fail_if_exists) noexcept;
 bool DeleteFileByStandardLibrary(std::string_view path) noexcept;
+bool ReadFileByStandardLibrary(std::string_view path, std::string& content) noexcept;
+bool WriteFileByStandardLibrary(std::string_view path, std::string_view content) noexcept;
+std::vector<std::string> ListFilesByStandardLibrary(std::string_view folder) noexcept;
+bool CreateFoldersByStandardLibrary(std::string_view path) noexcept;
 
 class SystemServices {
  public:
@@ -56,6 +60,25 @@ class SystemServices {
   virtual bool FileExists(std::string_view path) const = 0;
   // ShellExecuteW "open"; elsewhere xdg-open. False when nothing could be started.
   virtual bool ShellOpen(std::string_view path) = 0;
+
+  // Whole files, the way every file of the client's own is read and written.
+  // ReadFile: the bytes into `content`, opened with sharing for others, so a
+  // document its host holds open can still be read; false (and `content`
+  // empty) when the file cannot be opened or read.
+  virtual bool ReadFile(std::string_view path, std::string& content) {
+    return ReadFileByStandardLibrary(path, content);
+  }
+  // Replaces the file with `content`; true only when every byte was written
+  // and the file closed. A false may leave part of a file behind: a caller
+  // that must never leave half a file removes it.
+  virtual bool WriteFile(std::string_view path, std::string_view content) {
+    return WriteFileByStandardLibrary(path, content);
+  }
+  // The names, without folder, of the plain files directly in `folder`, in no
+  // set order; empty when the folder cannot be read.
+  virtual std::vector<std::string> ListFiles(std::string_view folder) { return ListFilesByStandardLibrary(folder); }
+  // Makes the folder and the missing folders above it; true when it exists afterwards.
+  virtual bool CreateFolders(std::string_view path) { return CreateFoldersByStandardLibrary(path); }
 };
 
 // The services of the system this was built for.

@@ -132,7 +132,8 @@ std::string Simulation::CacheFileName() const {
 template <typename F>
 auto Simulation::WithCache(F&& work) {
   foundation::ContextScope scope(launcher_context_);
-  data::CacheStore store(foundation::ExtractFilePath(CacheFileName()));
+  static const std::unique_ptr<platform::SystemServices> files = platform::CreateSystemServices();
+  data::CacheStore store(foundation::ExtractFilePath(CacheFileName()), *files);
   if (!foundation::FileExists(store.CacheFileName())) store.CreateCacheDB();
   // A lookup opens the file as every add-in does, under the shared use lock.
   store.cacheLookup("select VER_NO from VER");

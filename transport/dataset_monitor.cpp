@@ -102,6 +102,17 @@ void TRpcDataSetRecorder::AfterChange() {
 
 void TRpcDataSetRecorder::CancelChange() { DeletePendingRow(); }
 
+TRpcValue TRpcDataSetRecorder::PeekChanges() const {
+  if (!actions_ || actions_->Count() == 0) return {};
+  std::unique_ptr<TRpcValueObject> rows = rows_->Clone();
+  // The row of a change still under way is not part of the record yet.
+  if (pending_) static_cast<TRpcDataSet&>(*rows).DeleteRow(rows_->RowCount() - 1);
+  auto record = std::make_unique<TRpcArray>();
+  record->Append(TRpcValue(actions_->Clone()));
+  record->Append(TRpcValue(std::move(rows)));
+  return TRpcValue(std::move(record));
+}
+
 TRpcValue TRpcDataSetRecorder::ExtractChanges() {
   if (!actions_) return {};
   std::unique_ptr<TRpcDataRow> pending_row;
@@ -161,5 +172,7 @@ void TRpcDataSetMonitor::SetActive(bool active) {
 }
 
 TRpcValue TRpcDataSetMonitor::ExtractChanges() { return recorder_ ? recorder_->ExtractChanges() : TRpcValue(); }
+
+TRpcValue TRpcDataSetMonitor::PeekChanges() const { return recorder_ ? recorder_->PeekChanges() : TRpcValue(); }
 
 }  // namespace quillorn::transport

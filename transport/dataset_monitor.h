@@ -71,6 +71,9 @@ class TRpcDataSetRecorder {
   // The change record, AR[actions, data set], or null when nothing waits. A
   // pending row stays behind for the change that is still under way.
   TRpcValue ExtractChanges();
+  // The record ExtractChanges would give, left where it is: a caller writes it
+  // down first and lets it go with ExtractChanges only once that worked.
+  TRpcValue PeekChanges() const;
 
  private:
   void StartRecord();
@@ -99,6 +102,7 @@ class TRpcDataSetMonitor {
 
   bool Changed() const noexcept { return recorder_ && recorder_->Changed(); }
   TRpcValue ExtractChanges();
+  TRpcValue PeekChanges() const;
 
  private:
   IRpcMonitoredTable* table_ = nullptr;

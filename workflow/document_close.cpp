@@ -3,8 +3,9 @@
 #include <exception>
 #include <string>
 
-#include "data/tdm.h"
+#include "data/records.h"
 #include "foundation/context.h"
+#include "foundation/guarded.h"
 #include "foundation/log.h"
 #include "platform/office_constants.h"
 
@@ -21,36 +22,35 @@ std::int32_t CountOf(const Variant& application, std::string_view collection) {
 }
 
 // A close that fails leaves the document to the user; the exit goes on.
-void CloseGuarded(const Variant& application, std::string_view active, bool passSaveChanges) {
-  try {
+void CloseQuietly(const Variant& application, std::string_view active, bool passSaveChanges) {
+  foundation::Quietly([&] {
     const Variant doc = application.Get(active);
     if (passSaveChanges) {
       doc.Call("Close", {false});
     } else {
       doc.Call("Close");
     }
-  } catch (const std::exception&) {
-  }
+  });
 }
 
 }  // namespace
 
 bool DocumentClosing::DocumentCloseEvent() {
-  data::Tdm& dm = site_.dm();
-  foundation::ContextScope scope(dm.Context());
-  dm.Context().ProcName = "DocumentCloseEvent";
+  data::DocumentRecords& records = site_.Records();
+  foundation::ContextScope scope(records.Context());
+  records.Context().ProcName = "DocumentCloseEvent";
   bool result = false;
-  data::Table& tblFiles = dm.tblFiles;
-  if (tblFiles.FieldByName("IGNORE").AsBoolean() || tblFiles.FieldByName("OLE_IGNORE").AsBoolean()) return result;
+  const data::FilesRecord row = records.Files();
+  if (row.IGNORE || row.OLE_IGNORE) return result;
 
   const HostType host = site_.Host();
   const Variant doc = tracking_.GetActiveDoc();
-  if (tblFiles.FieldByName("READ_ONLY").AsBoolean()) {
+  if (row.READ_ONLY) {
     // PowerPoint's before-close handler has marked it already.
     if (host == HostType::ohaWord || host == HostType::ohaExcel) doc.Put("Saved", true);
   } else if (!doc.Get("Saved").AsBool()) {
-    std::string question = "Do you want to save the changes to \"" + dm.tblDoc.FieldByName("doc_name").AsString() + "\"?";
-    if (tblFiles.FieldByName("CHECKED_OUT").AsBoolean()) {
+    std::string question = "Do you want to save the changes to \"" + records.Doc().DOC_NAME + "\"?";
+    if (row.CHECKED_OUT) {
       question += "\r\r(The document will not be checked-in at this point)";
     }
     site_.Prompts().MessageBeep(0x20);
@@ -92,12 +92,11 @@ bool DocumentClosing::DocumentCloseEvent() {
 }
 
 void DocumentClosing::ExitDocument() {
-  data::Tdm& dm = site_.dm();
-  foundation::ContextScope scope(dm.Context());
-  dm.Context().ProcName = "TAddInModule.ExitDocument";
+  data::DocumentRecords& records = site_.Records();
+  foundation::ContextScope scope(records.Context());
+  records.Context().ProcName = "TAddInModule.ExitDocument";
   LogTrace("ExitDocument", "");
-  bool& internalClose = site_.mInternalClose();
-  internalClose = true;
+  foundation::ReentryFlag::Scope closing = site_.mInternalClose().SetWhile();
   const Variant application = site_.Application();
 
   auto leaveDocument = [this] {
@@ -110,10 +109,10 @@ void DocumentClosing::ExitDocument() {
     case HostType::ohaWord:
       if (CountOf(application, "Documents") > 1) {
         leaveDocument();
-        CloseGuarded(application, "ActiveDocument", true);
-        internalClose = false;
+        CloseQuietly(application, "ActiveDocument", true);
       } else {
         // The flag stays set: Word's closing events from here on are its own.
+        closing.Keep();
         saving_.DoWaitForCompletion();
         application.Call("Quit", {false});
         site_.DisconnectApplication();
@@ -124,31 +123,32 @@ void DocumentClosing::ExitDocument() {
       LogTrace("ExitDocument", "Workbooks.Count = " + std::to_string(count));
       if (count > 1) {
         leaveDocument();
-        CloseGuarded(application, "ActiveWorkbook", true);
+        CloseQuietly(application, "ActiveWorkbook", true);
       } else {
         saving_.DoWaitForCompletion();
-        CloseGuarded(application, "ActiveWorkbook", true);
+        CloseQuietly(application, "ActiveWorkbook", true);
         // Excel can't be told to quit inside the events of its own last workbook.
         LogTrace("ExitDocument", "ShutdownTimer.Enabled");
         site_.ShutdownTimer().SetEnabled(true);
       }
-      internalClose = false;
       break;
     }
     case HostType::ohaPowerPoint:
       if (CountOf(application, "Presentations") > 1) {
         leaveDocument();
-        CloseGuarded(application, "ActivePresentation", false);
         // Left set on purpose: no more close prompts in this process until the
         // last presentation goes.
+        closing.Keep();
+        CloseQuietly(application, "ActivePresentation", false);
       } else {
         saving_.DoWaitForCompletion();
-        CloseGuarded(application, "ActivePresentation", false);
+        CloseQuietly(application, "ActivePresentation", false);
         site_.ShutdownTimer().SetEnabled(true);
-        internalClose = false;
       }
       break;
     case HostType::ohaPublisher:
+      // Publisher quits: the flag stays with the add-in that goes with it.
+      closing.Keep();
       saving_.DoWaitForCompletion();
       application.Call("Quit");
       leaveDocument();
@@ -158,7 +158,7 @@ void DocumentClosing::ExitDocument() {
 
 void DocumentClosing::ShutdownTimerTimer() {
   site_.ShutdownTimer().SetEnabled(false);
-  try {
+  foundation::Quietly([&] {
     switch (site_.Host()) {
       case HostType::ohaExcel:
         site_.Application().Call("Quit");
@@ -175,8 +175,7 @@ void DocumentClosing::ShutdownTimerTimer() {
       default:
         break;
     }
-  } catch (const std::exception&) {
-  }
+  });
 }
 
 }  // namespace quillorn::workflow

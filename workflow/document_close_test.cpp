@@ -52,9 +52,9 @@ struct Open {
       models.push_back(site.Model(site.OpenDocument(name, std::to_string(id))));
       active = row.FILENAME;
     }
-    data::OpenFiles(site.dm());
-    EXPECT_TRUE(site.dm().tblFiles.Locate("FILENAME", Variant(active)));
-    EXPECT_TRUE(data::OpenDoc(site.dm(), count, false, false));
+    data::OpenFiles((*site.tdm));
+    EXPECT_TRUE((*site.tdm).tblFiles.Locate("FILENAME", Variant(active)));
+    EXPECT_TRUE(data::OpenDoc(*site.tdm, count, data::Fetch::IfNeeded, data::Wait::No));
   }
   bool Called(const std::string& call) const {
     return std::find(site.calls.begin(), site.calls.end(), call) != site.calls.end();
@@ -84,10 +84,10 @@ TEST(DocumentCloseEvent, CancelKeepsTheDocumentAndNoExitRuns) {
     EXPECT_EQ(o.site.prompts.Shown()[0].buttons, platform::Buttons::YesNoCancel);
     EXPECT_EQ(o.site.prompts.Beeps(), (std::vector<unsigned>{0x20}));
     EXPECT_FALSE(o.site.host->HasQuit());
-    EXPECT_FALSE(o.site.internalClose);
+    EXPECT_FALSE(o.site.internalClose.IsSet());
     EXPECT_TRUE(o.site.calls.empty());
     EXPECT_FALSE(o.models[0]->saved);
-    EXPECT_EQ(o.site.dm().Context().ProcName, "DocumentCloseEvent");
+    EXPECT_EQ((*o.site.tdm).Context().ProcName, "DocumentCloseEvent");
   }
 }
 
@@ -104,10 +104,10 @@ TEST(DocumentCloseEvent, WordWithTwoDocumentsAnswersTheQuestionWithoutExit) {
 
     EXPECT_FALSE(o.wf.Closing.DocumentCloseEvent());
     EXPECT_TRUE(o.models[1]->saved) << "saved, or told that it need not be";
-    EXPECT_EQ(o.site.dm().cacheLookup("select STATUS from DOCS where DOC_ID=2").AsString(), c.statusAfter);
+    EXPECT_EQ((*o.site.tdm).cacheLookup("select STATUS from DOCS where DOC_ID=2").AsString(), c.statusAfter);
     EXPECT_EQ(o.site.host->Documents().size(), 2u) << "the host closes it, not the add-in";
     EXPECT_FALSE(o.site.host->HasQuit());
-    EXPECT_FALSE(o.site.internalClose);
+    EXPECT_FALSE(o.site.internalClose.IsSet());
   }
 }
 
@@ -119,7 +119,7 @@ TEST(DocumentCloseEvent, LastReadOnlyDocumentClosesWithoutPromptAndEndsWordAndEx
     EXPECT_TRUE(o.site.prompts.Shown().empty());
     EXPECT_TRUE(o.site.host->HasQuit());
     EXPECT_TRUE(o.Called("DisconnectApplication"));
-    EXPECT_TRUE(o.site.internalClose) << "Word's own closing events from here on are left alone";
+    EXPECT_TRUE(o.site.internalClose.IsSet()) << "Word's own closing events from here on are left alone";
   }
   {
     Open o(HostType::ohaExcel, 1, FilesRow{.READ_ONLY = true});
@@ -129,7 +129,7 @@ TEST(DocumentCloseEvent, LastReadOnlyDocumentClosesWithoutPromptAndEndsWordAndEx
     EXPECT_TRUE(o.site.host->Documents().empty());
     EXPECT_FALSE(o.site.host->HasQuit()) << "not inside the workbook's own events";
     EXPECT_TRUE(o.site.shutdownTimer.Enabled());
-    EXPECT_FALSE(o.site.internalClose);
+    EXPECT_FALSE(o.site.internalClose.IsSet());
     EXPECT_TRUE(o.site.Traced("ExitDocument", "Workbooks.Count = 1"));
   }
 }
@@ -186,7 +186,7 @@ TEST(ExitDocument, FlagsAndStepsPerHostAndCount) {
     SCOPED_TRACE(std::string(hostsim::HostKindName(c.kind)) + " " + std::to_string(c.count));
     Open o(c.kind, c.count);
     o.wf.Closing.ExitDocument();
-    EXPECT_EQ(o.site.internalClose, c.internalCloseAfter);
+    EXPECT_EQ(o.site.internalClose.IsSet(), c.internalCloseAfter);
     EXPECT_EQ(o.site.host->HasQuit(), c.quit);
     EXPECT_EQ(o.site.shutdownTimer.Enabled(), c.timer);
     EXPECT_EQ(o.site.host->Documents().size(), c.openAfter);
@@ -223,7 +223,7 @@ constexpr char kWaitQuestion[] =
 
 TEST(DoWaitForCompletion, AsksWhileCallsAreUnderWayAndStopsOnNo) {
   Open o(HostType::ohaWord, 1);
-  data::Tdm& dm = o.site.dm();
+  data::Tdm& dm = (*o.site.tdm);
 
   // Offline nothing is waited for.
   o.wf.Saving.DoWaitForCompletion();

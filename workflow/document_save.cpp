@@ -1,18 +1,14 @@
 #include "workflow/document_save.h"
 
 #include <exception>
-#include <fstream>
-#include <iterator>
 #include <optional>
-#include <stdexcept>
 #include <string>
 
 #include "automation/document_fields.h"
 #include "automation/protection.h"
-#include "data/fetching.h"
-#include "data/lookups.h"
-#include "data/tdm.h"
+#include "data/records.h"
 #include "foundation/context.h"
+#include "foundation/guarded.h"
 #include "foundation/log.h"
 #include "foundation/paths.h"
 #include "platform/office_constants.h"
@@ -32,32 +28,19 @@ constexpr char kWaitQuestion[] =
 
 std::string FullNameOf(const Variant& doc) { return doc.Get("FullName").AsString(); }
 
-bool IsY(data::Table& table, std::string_view field) { return table.FieldByName(field).AsString() == "Y"; }
-
-void EnsureEditing(data::Table& table) {
-  if (table.State() != data::DataSetState::Edit && table.State() != data::DataSetState::Insert) table.Edit();
-}
-
-std::string ReadWholeFile(const std::string& fileName) {
-  std::ifstream stream(foundation::PathFromUtf8(fileName), std::ios::binary);
-  if (!stream) throw std::runtime_error("Cannot open file \"" + fileName + "\".");
-  return std::string(std::istreambuf_iterator<char>(stream), std::istreambuf_iterator<char>());
-}
-
 }  // namespace
 
 // The document's own steps in each host, with what they share: the publish
 // decision, the published flag, the record and the document.
 class DocumentSaving::HostStep {
  public:
-  HostStep(DocumentSaving& saving, const Variant& doc)
-      : saving_(saving), site_(saving.site_), dm_(saving.site_.dm()), doc_(doc) {
-    data::Table& tblDoc = dm_.tblDoc;
+  HostStep(DocumentSaving& saving, const Variant& doc) : saving_(saving), site_(saving.site_), doc_(doc) {
+    const data::DocRecord record = site_.Records().Doc();
     // Offline nobody can tell what the flags will be on the server, so an
     // approved document gets its published forms whatever they say here.
-    publish_ = tblDoc.FieldByName("status").AsString() == "A" &&
-               (IsY(tblDoc, "PUBLISH_PRIVATE") || IsY(tblDoc, "PUBLISH_PUBLIC") || !dm_.mIsServerReachable());
-    unprotected_ = IsY(tblDoc, "PUBLISH_UNPROTECTED");
+    publish_ = record.STATUS == "A" && (record.PUBLISH_PRIVATE == "Y" || record.PUBLISH_PUBLIC == "Y" ||
+                                        !site_.Fetcher().mIsServerReachable());
+    unprotected_ = record.PUBLISH_UNPROTECTED == "Y";
   }
 
   void Run() {
@@ -89,29 +72,24 @@ class DocumentSaving::HostStep {
   }
   void SetDocFields() { automation::SetDocFields(site_.FieldsContext(), doc_, false); }
   void AcceptRevisions() {
-    try {
+    // Revisions left in are no reason to give up the save.
+    foundation::Quietly([&] {
       if (doc_.Get("Revisions").Get("Count").AsInt() > 0) doc_.Call("AcceptAllRevisions");
-    } catch (const std::exception&) {
-      // Revisions left in are no reason to give up the save.
-    }
+    });
   }
 
   void Word() {
-    data::Table& tblDoc = dm_.tblDoc;
-    if (IsY(tblDoc, "WEB_FORM") && !dm_.tblFiles.FieldByName("CHECKED_OUT").AsBoolean()) {
+    if (site_.Records().Doc().WEB_FORM == "Y" && !site_.Records().Files().CHECKED_OUT) {
       AcceptRevisions();
       doc_.Call("Save");
       site_.NotBuilt("SaveWebForm");
-      dm_.SaveWebFormData();
+      site_.Records().SaveWebFormData();
       return;
     }
     if (publish_) {
       TracePublishing();
-      try {
-        doc_.Put("TrackRevisions", false);
-      } catch (const std::exception&) {
-        // A document that refuses keeps tracking; the published copy still follows.
-      }
+      // A document that refuses keeps tracking; the published copy still follows.
+      foundation::Quietly([&] { doc_.Put("TrackRevisions", false); });
       AcceptRevisions();
       PublishingSetDocFields();
       automation::UpdateDocFields(HostType::ohaWord, doc_);
@@ -121,11 +99,7 @@ class DocumentSaving::HostStep {
       if (!unprotected_) doc_.Call("Unprotect", {automation::kProtectionPassword});
       saving_.tracking_.ResetCmsID();
       const std::string pdf = FullNameOf(doc_) + ".pdf";
-      try {
-        doc_.Call("SaveAs", {pdf, platform::kWdFormatPDF});
-      } catch (const std::exception& e) {
-        LogException(e, "while publishing as wdFormatPDF!");
-      }
+      foundation::Guarded("while publishing as wdFormatPDF!", [&] { doc_.Call("SaveAs", {pdf, platform::kWdFormatPDF}); });
       if (site_.System().FileExists(pdf)) {
         saving_.SavePublishedDoc(pdf, "P");
         site_.System().DeleteFile(pdf);
@@ -164,11 +138,8 @@ class DocumentSaving::HostStep {
       }
       saving_.tracking_.ResetCmsID();
       const std::string pdf = FullNameOf(doc_) + ".pdf";
-      try {
-        doc_.Call("ExportAsFixedFormat", {platform::kXlTypePDF, pdf});
-      } catch (const std::exception& e) {
-        LogException(e, "while publishing as xlTypePDF!");
-      }
+      foundation::Guarded("while publishing as xlTypePDF!",
+                          [&] { doc_.Call("ExportAsFixedFormat", {platform::kXlTypePDF, pdf}); });
       // No test that the file came: a missing one ends in SavePublishedDoc's log.
       saving_.SavePublishedDoc(pdf, "P");
       site_.System().DeleteFile(pdf);
@@ -217,7 +188,7 @@ class DocumentSaving::HostStep {
     const Variant slides = copy.Get("Slides");
     const std::int32_t count = slides.Get("Count").AsInt();
     for (std::int32_t i = 1; i <= count; ++i) {
-      try {
+      foundation::Guarded("Could not Protect PPT while publishing", [&] {
         const Variant slide = slides.Get("Item", {i});
         const std::string picture = fullName + std::to_string(i) + ".jpg";
         slide.Call("Export", {picture, "JPG"});
@@ -226,9 +197,7 @@ class DocumentSaving::HostStep {
         slide.Put("Layout", platform::kPpLayoutBlank);
         slide.Get("Background").Get("Fill").Call("UserPicture", {picture});
         site_.System().DeleteFile(picture);
-      } catch (const std::exception& e) {
-        LogException(e, "Could not Protect PPT while publishing");
-      }
+      });
     }
     const std::string published = fullName + ".o";
     copy.Call("SaveAs", {published, platform::kPpSaveAsOpenXMLPresentation});
@@ -239,7 +208,6 @@ class DocumentSaving::HostStep {
 
   DocumentSaving& saving_;
   ModuleSite& site_;
-  data::Tdm& dm_;
   Variant doc_;
   bool publish_ = false;
   bool unprotected_ = false;
@@ -247,45 +215,37 @@ class DocumentSaving::HostStep {
 };
 
 bool DocumentSaving::DocumentSave() {
-  data::Tdm& dm = site_.dm();
-  foundation::ContextScope scope(dm.Context());
-  dm.Context().ProcName = "DocumentSave";
-  data::Table& tblFiles = dm.tblFiles;
-  data::Table& tblDoc = dm.tblDoc;
+  data::DocumentRecords& records = site_.Records();
+  foundation::ContextScope scope(records.Context());
+  records.Context().ProcName = "DocumentSave";
+  data::Table& tblFiles = records.tblFiles();
+  data::Table& tblDoc = records.tblDoc();
 
   tblFiles.Resync();
-  if (tblFiles.FieldByName("IGNORE").AsBoolean() || tblFiles.FieldByName("READ_ONLY").AsBoolean()) return false;
+  const data::FilesRecord row = records.Files();
+  if (row.IGNORE || row.READ_ONLY) return false;
   const Variant doc = tracking_.GetActiveDoc();
 
   // A save marks the document as being edited, unless it is checked out or approved.
-  const std::string status = tblDoc.FieldByName("status").AsString();
-  if (status != "C" && status != "A") {
-    EnsureEditing(tblDoc);
-    tblDoc.FieldByName("status") = Variant("E");
-    tblDoc.Post();
-  }
+  const std::string status = records.Doc().STATUS;
+  if (status != "C" && status != "A") data::UpdateDoc(tblDoc, {.STATUS = "E"});
 
-  // No guard around the host's save: a refusal leaves the flag set until the next save.
-  site_.mInternalSave() = true;
+  // Not a scope: a save the host refuses (an exception out of it) leaves the
+  // flag set until the next save.
+  site_.mInternalSave().Set();
   HostStep(*this, doc).Run();
-  site_.mInternalSave() = false;
+  site_.mInternalSave().Clear();
 
   // A host that changed the file's format keeps the document's place under the new name.
   const std::string fullName = FullNameOf(doc);
-  if (foundation::LowerCase(tblFiles.FieldByName("FILENAME").AsString()) != foundation::LowerCase(fullName)) {
-    EnsureEditing(tblFiles);
-    tblFiles.FieldByName("FILENAME") = Variant(fullName);
-    tblFiles.Post();
-    EnsureEditing(tblDoc);
-    tblDoc.FieldByName("file_ext") = Variant(foundation::ExtractFileExt(fullName));
-    tblDoc.Post();
+  if (foundation::LowerCase(records.Files().FILENAME) != foundation::LowerCase(fullName)) {
+    data::UpdateFiles(tblFiles, {.FILENAME = fullName});
+    data::UpdateDoc(tblDoc, {.FILE_EXT = foundation::ExtractFileExt(fullName)});
   }
 
-  if (tblFiles.FieldByName("CHECKED_OUT").AsBoolean()) {
+  if (records.Files().CHECKED_OUT) {
     // A checked-out file stays with its user: nothing goes to the server.
-    EnsureEditing(tblFiles);
-    tblFiles.FieldByName("CACHED") = Variant(true);
-    tblFiles.Post();
+    data::UpdateFiles(tblFiles, {.CACHED = true});
     return true;
   }
 
@@ -294,54 +254,51 @@ bool DocumentSaving::DocumentSave() {
     if (pageFormat && pageFormat->checked != pageFormat->loaded) {
       const std::string sql =
           "update or insert into codes (D_TYPE,CODE,VAL) values ('TEMPLATE_SETTNG', 'KEEP_PG_FORMAT:" +
-          tblDoc.FieldByName("doc_no").AsString() +
+          std::to_string(records.Doc().DOC_NO) +
           (pageFormat->checked ? "', 'Y') matching (D_TYPE,CODE)" : "', 'N') matching (D_TYPE,CODE)");
-      try {
-        data::ExecSQL(dm, sql);
-      } catch (const std::exception& e) {
-        // Offline the setting waits for the next change of the box; the save goes on.
-        LogException(e, "in DocumentSave");
-        dm.Context().ProcName = "DocumentSave";
-      }
+      // Offline the setting waits for the next change of the box; the save goes on.
+      foundation::Guarded("in DocumentSave", [&] { site_.Fetcher().ExecSQL(sql); });
+      records.Context().ProcName = "DocumentSave";
     }
   }
-  dm.SaveDocData();
-  dm.SaveDocument();
-  dm.SavePublishedDocs();
+  records.SaveDocData();
+  records.SaveDocument();
+  records.SavePublishedDocs();
   return true;
 }
 
 void DocumentSaving::SavePublishedDoc(const std::string& fileName, const std::string& sourceType) {
-  data::Tdm& dm = site_.dm();
-  foundation::ContextScope scope(dm.Context());
+  data::DocumentRecords& records = site_.Records();
+  foundation::ContextScope scope(records.Context());
+  data::Table& published = records.tblPublishedDocs();
   try {
-    const std::string content = ReadWholeFile(fileName);
-    data::OpenPublishedDocs(dm);
-    data::Table& published = dm.tblPublishedDocs;
-    const Variant docNo = dm.tblDoc.FieldByName("doc_no").Value();
+    std::string content;
+    if (!site_.System().ReadFile(fileName, content)) throw std::runtime_error("Cannot open file \"" + fileName + "\".");
+    site_.Fetcher().OpenPublishedDocs();
+    const data::DocRecord doc = records.Doc();
+    const Variant docNo(doc.DOC_NO);
     if (published.Locate("DOC_NO;SOURCE_TYPE", Variant(platform::VariantList{docNo, Variant(sourceType)}))) {
       published.Edit();
     } else {
       published.Insert();
     }
-    published.FieldByName("DOC_ID") = dm.tblDoc.FieldByName("DOC_ID").Value();
+    published.FieldByName("DOC_ID") = Variant(doc.DOC_ID);
     published.FieldByName("DOC_NO") = docNo;
     published.FieldByName("SOURCE_TYPE") = Variant(sourceType);
     published.FieldByName("SOURCE") = Variant(content);
     published.Post();
   } catch (const std::exception& e) {
-    const data::DataSetState state = dm.tblPublishedDocs.State();
-    if (state == data::DataSetState::Edit || state == data::DataSetState::Insert) dm.tblPublishedDocs.Cancel();
+    published.CancelIfEditing();
     LogException(e, "in SavePublishedDoc with FileName: \"" + fileName + "\"");
   }
 }
 
 void DocumentSaving::DoWaitForCompletion() {
-  data::Tdm& dm = site_.dm();
-  foundation::ContextScope scope(dm.Context());
+  data::DataFetcher& fetcher = site_.Fetcher();
+  foundation::ContextScope scope(site_.Records().Context());
   bool goOn = true;
-  while (goOn && dm.mIsServerReachable()) {
-    if (dm.Connection.ClientModule.WaitForCompletion(dm.Settings.RetryTimeOut)) {
+  while (goOn && fetcher.mIsServerReachable()) {
+    if (fetcher.WaitForCompletion()) {
       LogTrace("DoWaitForCompletion", "");
       return;
     }

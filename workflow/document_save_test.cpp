@@ -16,6 +16,7 @@
 #include "foundation/log.h"
 #include "foundation/temp_folder_for_test.h"
 #include "hostsim/doc_file.h"
+#include "platform/real_files_for_test.h"
 #include "workflow/workflow.h"
 #include "workflow/workflow_fixture_for_test.h"
 
@@ -55,21 +56,21 @@ struct Managed {
     doc = site.OpenDocument(FileNameFor(kind), std::to_string(kDocId));
     model = site.Model(doc);
     model->MarkChanged();
-    data::OpenFiles(site.dm());
-    EXPECT_TRUE(site.dm().tblFiles.Locate("FILENAME", Variant(row.FILENAME)));
-    EXPECT_TRUE(data::OpenDoc(site.dm(), kDocId, false, false));
+    data::OpenFiles((*site.tdm));
+    EXPECT_TRUE((*site.tdm).tblFiles.Locate("FILENAME", Variant(row.FILENAME)));
+    EXPECT_TRUE(data::OpenDoc(*site.tdm, kDocId, data::Fetch::IfNeeded, data::Wait::No));
   }
 
-  std::string Status() { return site.dm().cacheLookup("select STATUS from DOCS where DOC_ID=12").AsString(); }
+  std::string Status() { return (*site.tdm).cacheLookup("select STATUS from DOCS where DOC_ID=12").AsString(); }
   std::vector<std::string> PublishedTypes() {
     std::vector<std::string> types;
-    const auto rows = site.dm().Cache.CacheDB().Query(
+    const auto rows = (*site.tdm).Cache.CacheDB().Query(
         "select SOURCE_TYPE from PUBLISHED_DOCS where DOC_NO=120 and DOC_ID=12 order by SOURCE_TYPE");
     for (const auto& r : rows.rows) types.push_back(r[0].AsString());
     return types;
   }
   std::shared_ptr<hostsim::DocumentModel> Published(const std::string& sourceType, HostType kind) {
-    const Variant blob = site.dm().cacheLookup("select SOURCE from PUBLISHED_DOCS where DOC_NO=120 and SOURCE_TYPE='" +
+    const Variant blob = (*site.tdm).cacheLookup("select SOURCE from PUBLISHED_DOCS where DOC_NO=120 and SOURCE_TYPE='" +
                                                sourceType + "'");
     return hostsim::DocumentFromJson(blob.AsString(), kind);
   }
@@ -111,11 +112,11 @@ TEST(DocumentSave, SaveMarksTheDocumentAsEditedUnlessCheckedOutOrApproved) {
   for (const Case& c : std::vector<Case>{{"W", "E"}, {"E", "E"}, {"R", "E"}, {"C", "C"}, {"A", "A"}}) {
     SCOPED_TRACE(c.before);
     Managed m(HostType::ohaWord, c.before);
-    m.site.dm().Connection.mIsServerReachable = true;
+    (*m.site.tdm).Connection.mIsServerReachable = true;
     EXPECT_TRUE(m.wf.Saving.DocumentSave());
     EXPECT_EQ(m.Status(), c.after);
     EXPECT_TRUE(m.model->saved) << "the host wrote the file";
-    EXPECT_FALSE(m.site.internalSave);
+    EXPECT_FALSE(m.site.internalSave.IsSet());
     EXPECT_TRUE(m.PublishedTypes().empty());
     EXPECT_TRUE(m.HasCmsID(*m.model));
   }
@@ -127,17 +128,17 @@ TEST(DocumentSave, IgnoredOrReadOnlyRowsAreLeftToTheHost) {
     EXPECT_FALSE(m.wf.Saving.DocumentSave());
     EXPECT_EQ(m.Status(), "W");
     EXPECT_FALSE(m.model->saved);
-    EXPECT_TRUE(data::CacheFilesOf(m.site.cache, "DOCS").empty());
+    EXPECT_TRUE(data::CacheFilesOf(platform::testing::RealFiles(), m.site.cache, "DOCS").empty());
   }
 }
 
 TEST(DocumentSave, OfflineSaveHandsRecordAndFileToTheCommit) {
   Managed m(HostType::ohaWord, "W");
   EXPECT_TRUE(m.wf.Saving.DocumentSave());
-  EXPECT_EQ(data::CacheFilesOf(m.site.cache, "DOCS").size(), 1u);
-  EXPECT_EQ(m.site.dm().cacheLookup("select count(*) from CACHELOG").AsInt(), 1);
+  EXPECT_EQ(data::CacheFilesOf(platform::testing::RealFiles(), m.site.cache, "DOCS").size(), 1u);
+  EXPECT_EQ((*m.site.tdm).cacheLookup("select count(*) from CACHELOG").AsInt(), 1);
   EXPECT_TRUE(m.site.Row(m.path)->CACHED);
-  EXPECT_FALSE(m.site.dm().cacheLookup("select LAST_SAVED from FILES where DOC_ID=12").IsEmptyOrNull());
+  EXPECT_FALSE((*m.site.tdm).cacheLookup("select LAST_SAVED from FILES where DOC_ID=12").IsEmptyOrNull());
 }
 
 TEST(DocumentSave, CheckedOutSaveStaysWithTheUser) {
@@ -146,9 +147,9 @@ TEST(DocumentSave, CheckedOutSaveStaysWithTheUser) {
   EXPECT_TRUE(m.site.Row(m.path)->CACHED);
   EXPECT_TRUE(m.model->saved);
   EXPECT_EQ(m.Status(), "E") << "the record changes in the cache all the same";
-  EXPECT_TRUE(data::CacheFilesOf(m.site.cache, "DOCS").empty()) << "no delta of the record";
-  EXPECT_EQ(m.site.dm().cacheLookup("select count(*) from CACHELOG").AsInt(), 0);
-  EXPECT_TRUE(m.site.dm().cacheLookup("select LAST_SAVED from FILES where DOC_ID=12").IsEmptyOrNull())
+  EXPECT_TRUE(data::CacheFilesOf(platform::testing::RealFiles(), m.site.cache, "DOCS").empty()) << "no delta of the record";
+  EXPECT_EQ((*m.site.tdm).cacheLookup("select count(*) from CACHELOG").AsInt(), 0);
+  EXPECT_TRUE((*m.site.tdm).cacheLookup("select LAST_SAVED from FILES where DOC_ID=12").IsEmptyOrNull())
       << "SaveDocument did not run";
 }
 
@@ -168,14 +169,14 @@ TEST(DocumentSave, HostThatRenamedTheFileMovesTheRowAndExtension) {
     const std::string old = m.site.cache + c.rowName;
     m.site.Exec(std::string("update DOCS set FILE_EXT='") + c.extBefore + "' where DOC_ID=12");
     m.site.Exec("update FILES set FILENAME='" + old + "' where DOC_ID=12");
-    m.site.dm().tblFiles.Refresh();
-    ASSERT_TRUE(m.site.dm().tblFiles.Locate("FILENAME", Variant(old)));
+    (*m.site.tdm).tblFiles.Refresh();
+    ASSERT_TRUE((*m.site.tdm).tblFiles.Locate("FILENAME", Variant(old)));
 
     EXPECT_TRUE(m.wf.Saving.DocumentSave());
     EXPECT_EQ(m.site.FilesRowCount(), 1);
-    EXPECT_EQ(m.site.dm().cacheLookup("select FILENAME from FILES where DOC_ID=12").AsString(),
+    EXPECT_EQ((*m.site.tdm).cacheLookup("select FILENAME from FILES where DOC_ID=12").AsString(),
               c.rowNameAfter ? m.site.cache + c.rowNameAfter : m.path);
-    EXPECT_EQ(m.site.dm().cacheLookup("select FILE_EXT from DOCS where DOC_ID=12").AsString(), c.extAfter);
+    EXPECT_EQ((*m.site.tdm).cacheLookup("select FILE_EXT from DOCS where DOC_ID=12").AsString(), c.extAfter);
   }
 }
 
@@ -184,7 +185,7 @@ TEST(DocumentSave, ApprovedDocumentOfflinePublishesOfficeFileAndPdfInEveryHost) 
     SCOPED_TRACE(hostsim::HostKindName(kind));
     Managed m(kind, "A");
     m.site.Exec("update DOCS set PUBLISH_PRIVATE='N', PUBLISH_PUBLIC='N', PUBLISH_UNPROTECTED='Y' where DOC_ID=12");
-    m.site.dm().tblDoc.Refresh();
+    (*m.site.tdm).tblDoc.Refresh();
     EXPECT_TRUE(m.wf.Saving.DocumentSave());
 
     EXPECT_EQ(m.PublishedTypes(), (std::vector<std::string>{"O", "P"}));
@@ -192,7 +193,7 @@ TEST(DocumentSave, ApprovedDocumentOfflinePublishesOfficeFileAndPdfInEveryHost) 
     EXPECT_TRUE(m.HasCmsID(*m.model)) << "the cached document gets it back";
     EXPECT_TRUE(m.HasCmsID(*hostsim::LoadDocumentFile(m.path, kind))) << "and so does its file";
     EXPECT_EQ(m.Status(), "A");
-    EXPECT_EQ(data::CacheFilesOf(m.site.cache, "PUBLISHED_DOCS").size(), 1u);
+    EXPECT_EQ(data::CacheFilesOf(platform::testing::RealFiles(), m.site.cache, "PUBLISHED_DOCS").size(), 1u);
     EXPECT_TRUE(m.Leftovers().empty()) << m.Leftovers().front();
     EXPECT_TRUE(m.site.Traced("DocumentSave", "Generating published approved doc as UNprotected"));
   }
@@ -229,7 +230,7 @@ TEST(DocumentSave, ChangedPageFormatBoxOfAWordTemplateGoesToTheServer) {
     }
     Managed m(c.kind, "W", {}, server.Port());
     m.site.pageFormat = c.box;
-    ASSERT_TRUE(m.site.dm().ConnectToServer(true));
+    ASSERT_TRUE((*m.site.tdm).ConnectToServer(true));
     EXPECT_TRUE(m.wf.Saving.DocumentSave());
     std::lock_guard<std::mutex> lock(*mutex);
     if (*c.sent == '\0') {
@@ -258,8 +259,8 @@ TEST(DocumentSave, PublishDecisionOnline) {
     Managed m(c.kind, c.status);
     m.site.Exec(std::string("update DOCS set PUBLISH_PRIVATE='") + c.isPrivate + "', PUBLISH_PUBLIC='" + c.isPublic +
                 "' where DOC_ID=12");
-    m.site.dm().tblDoc.Refresh();
-    m.site.dm().Connection.mIsServerReachable = true;
+    (*m.site.tdm).tblDoc.Refresh();
+    (*m.site.tdm).Connection.mIsServerReachable = true;
     EXPECT_TRUE(m.wf.Saving.DocumentSave());
     EXPECT_TRUE(m.model->saved);
     EXPECT_EQ(m.PublishedTypes().size(), c.published ? 2u : 0u);
@@ -327,18 +328,18 @@ TEST(DocumentSave, PublishedDocReplacesItsRowAndLogsAMissingFile) {
     m.wf.Saving.SavePublishedDoc(file, "P");
   }
   EXPECT_EQ(m.PublishedTypes(), (std::vector<std::string>{"P"}));
-  EXPECT_EQ(m.site.dm().cacheLookup("select SOURCE from PUBLISHED_DOCS where DOC_NO=120").AsString(), "second");
+  EXPECT_EQ((*m.site.tdm).cacheLookup("select SOURCE from PUBLISHED_DOCS where DOC_NO=120").AsString(), "second");
 
   m.wf.Saving.SavePublishedDoc(m.site.cache + "missing.pdf", "O");
   EXPECT_NE(m.ExceptLog().find("in SavePublishedDoc with FileName: \"" + m.site.cache + "missing.pdf\""),
             std::string::npos);
-  EXPECT_EQ(m.site.dm().tblPublishedDocs.State(), data::DataSetState::Browse);
+  EXPECT_EQ((*m.site.tdm).tblPublishedDocs.State(), data::DataSetState::Browse);
 }
 
 TEST(DocumentSave, WebFormIsSavedWithItsFormRecord) {
   Managed m(HostType::ohaWord, "A");
   m.site.Exec("update DOCS set WEB_FORM='Y' where DOC_ID=12");
-  m.site.dm().tblDoc.Refresh();
+  (*m.site.tdm).tblDoc.Refresh();
   m.model->revisions = 2;
   EXPECT_TRUE(m.wf.Saving.DocumentSave());
   EXPECT_EQ(m.site.notBuilt, (std::vector<std::string>{"SaveWebForm"}));

@@ -9,21 +9,21 @@
 #include "automation/protection.h"
 #include "automation/stamping.h"
 #include "automation/track_changes.h"
-#include "data/cache_files.h"
-#include "data/cache_store.h"
-#include "data/fetching.h"
-#include "data/login.h"
 #include "data/proc_name_scope.h"
-#include "data/settings.h"
-#include "data/tdm.h"
+#include "data/records.h"
+#include "data/sql_dialect.h"
 #include "foundation/context.h"
+#include "foundation/guarded.h"
 #include "foundation/log.h"
+#include "foundation/paths.h"
 #include "platform/prompts.h"
 
 namespace quillorn::workflow {
 
 namespace {
 
+using data::Fetch;
+using data::Wait;
 using foundation::LogTrace;
 
 constexpr char kLoginToSeeToolbox[] =
@@ -36,35 +36,22 @@ constexpr char kServerNotReachable[] =
 // The log-in dialog's answer for a user who gave up; the data module answers 0.
 constexpr int kLoginCancelled = -2;
 
-bool FlagOf(data::Table& table, const char* name) { return table.FieldByName(name).AsBoolean(); }
-
-void SetField(data::Table& table, const char* name, const Variant& value) { table.FieldByName(name).SetValue(value); }
-
 // What stamping reads: the FILES row's CHECKED_OUT and the record tblDoc stands on.
-automation::StampRecord StampRecordOf(data::Tdm& dm) {
-  automation::StampRecord record;
-  record.CHECKED_OUT = FlagOf(dm.tblFiles, "CHECKED_OUT");
-  if (dm.tblDoc.Active()) {
-    record.status = dm.tblDoc.FieldByName("STATUS").AsString();
-    record.is_current = dm.tblDoc.FieldByName("IS_CURRENT").AsString();
-    record.is_latest = dm.tblDoc.FieldByName("IS_LATEST").AsString();
-  }
-  return record;
+automation::StampRecord StampRecordOf(data::DocumentRecords& records) {
+  automation::StampRecord stamp;
+  stamp.CHECKED_OUT = records.Files().CHECKED_OUT;
+  const data::DocRecord doc = records.Doc();
+  stamp.status = doc.STATUS;
+  stamp.is_current = doc.IS_CURRENT;
+  stamp.is_latest = doc.IS_LATEST;
+  return stamp;
 }
 
-bool IsLatestOrCurrent(data::Tdm& dm) {
-  if (!dm.tblDoc.Active()) return false;
-  return dm.tblDoc.FieldByName("IS_LATEST").AsString() == "Y" || dm.tblDoc.FieldByName("IS_CURRENT").AsString() == "Y";
-}
-
-// doc_no of the record tblDoc stands on, 0 without one.
-int DocNoOf(data::Tdm& dm, std::int32_t docId) {
-  if (!dm.tblDoc.Active() || !dm.tblDoc.Locate("doc_id", Variant(docId))) return 0;
-  return dm.tblDoc.FieldByName("DOC_NO").AsInteger();
-}
-
-void PostIfEditing(data::Table& table) {
-  if (table.State() == data::DataSetState::Edit || table.State() == data::DataSetState::Insert) table.Post();
+// doc_no of the record of that id, 0 without one.
+int DocNoOf(data::DocumentRecords& records, std::int32_t docId) {
+  data::Table& docs = records.tblDoc();
+  if (!docs.Active() || !data::LocateDocId(docs, docId)) return 0;
+  return records.Doc().DOC_NO;
 }
 
 }  // namespace
@@ -80,19 +67,19 @@ void ExtractDocID(HostType host, const Variant& doc, std::int32_t& docId, std::i
   }
   const std::size_t semicolon = value.find(';');
   if (semicolon == std::string::npos) {
-    docId = data::StrToIntDef(value, 0);
+    docId = foundation::StrToIntDef(value, 0);
     docUserId = 0;
     return;
   }
-  docId = data::StrToIntDef(std::string_view(value).substr(0, semicolon), 0);
-  docUserId = data::StrToIntDef(std::string_view(value).substr(semicolon + 1, 10), 0);
+  docId = foundation::StrToIntDef(std::string_view(value).substr(0, semicolon), 0);
+  docUserId = foundation::StrToIntDef(std::string_view(value).substr(semicolon + 1, 10), 0);
 }
 
 void DocumentTracking::DocumentChangedEvent(const Variant& doc) {
-  data::Tdm& dm = site_.dm();
-  foundation::ContextScope scope(dm.Context());
+  data::DocumentRecords& records = site_.Records();
+  foundation::ContextScope scope(records.Context());
   data::ProcNameScope proc("DocumentChangedEvent");
-  data::Table& files = dm.tblFiles;
+  data::Table& files = records.tblFiles();
 
   std::string docName;
   try {
@@ -117,10 +104,11 @@ void DocumentTracking::DocumentChangedEvent(const Variant& doc) {
   if (docName.empty()) return;
   if (!files.Active()) {
     LogTrace("tblFiles NOT Active", "");
-    data::OpenFiles(dm);
+    site_.Fetcher().OpenFiles();
     // The first document of a session throws away a checked-out copy's row that
     // an earlier session left for this very file.
-    dm.cacheExecSQL("delete from FILES where CHECKED_OUT=true and FILENAME='" + data::SqlSafeString(docName) + "'");
+    records.cacheExecSQL("delete from FILES where CHECKED_OUT=true and FILENAME='" + data::SqlSafeString(docName) +
+                         "'");
     filesRefresh_.Forget();
     filesRefresh_.Refresh(files);
   } else {
@@ -131,35 +119,32 @@ void DocumentTracking::DocumentChangedEvent(const Variant& doc) {
 
   // A row under the negated id is a private copy of the system's own and wins.
   bool found = false;
-  if (docId != 0) {
-    found = files.Locate("DOC_ID", Variant(-docId)) || files.Locate("DOC_ID", Variant(docId));
-  }
+  if (docId != 0) found = data::LocateDocId(files, -docId) || data::LocateDocId(files, docId);
   if (!found) found = files.Locate("FILENAME", Variant(docName), data::LocateOptions{.caseInsensitive = true});
-  if (found) docName = files.FieldByName("FILENAME").AsString();
+  const data::FilesRecord row = records.Files();
+  if (found) docName = row.FILENAME;
   LogTrace(found ? "DocName in tblFiles" : "DocName NOT in tblFiles", "");
-  const bool oleIgnore = found && FlagOf(files, "OLE_IGNORE");
+  const bool oleIgnore = found && row.OLE_IGNORE;
   LogTrace(oleIgnore ? "OLE_IGNORE=true" : "OLE_IGNORE=false", "");
 
   if (oleIgnore) {
-    if (files.FieldByName("SESSION_ID").IsNull()) {
+    if (!row.SESSION_ID) {
       LogTrace("Set tblFiles SessionID: ", std::to_string(site_.SessionID()) + " for file: " + docName);
-      files.Edit();
-      SetField(files, "SESSION_ID", Variant(site_.SessionID()));
-      files.Post();
+      data::UpdateFiles(files, {.SESSION_ID = site_.SessionID()});
     }
     return;
   }
 
-  if (found && FlagOf(files, "INIT")) {
+  if (found && row.INIT) {
     LogTrace("init=true", "");
-    if (FlagOf(files, "IGNORE")) {
+    if (row.IGNORE) {
       LogTrace("ignore=true", "");
       DeactivateToolbox();
     } else {
       LogTrace("ignore=false", "");
-      const std::int32_t rowDocId = files.FieldByName("DOC_ID").AsInteger();
-      if (dm.tblDoc.Active() && dm.tblDoc.Locate("doc_id", Variant(rowDocId))) {
-        ActivateToolbox(rowDocId);
+      data::Table& docs = records.tblDoc();
+      if (docs.Active() && data::LocateDocId(docs, row.DOC_ID)) {
+        ActivateToolbox(row.DOC_ID);
       } else {
         DeactivateToolbox();
       }
@@ -171,48 +156,41 @@ void DocumentTracking::DocumentChangedEvent(const Variant& doc) {
     LogTrace("DocName not in tblFiles: ", docName);
     AppendRow(doc, docName, docId, docUserId);
   }
-  PostIfEditing(files);
+  files.PostIfEditing();
 }
 
 void DocumentTracking::FirstHandling(const Variant& doc) {
-  data::Tdm& dm = site_.dm();
-  data::Table& files = dm.tblFiles;
+  data::DocumentRecords& records = site_.Records();
+  data::DataFetcher& fetcher = site_.Fetcher();
+  data::Table& files = records.tblFiles();
   const HostType host = site_.Host();
 
   automation::HideTrackingChanges(host, doc);
-  const std::int32_t id = files.FieldByName("DOC_ID").AsInteger();
-  const std::int32_t userId = files.FieldByName("USER_ID").AsInteger();
-  dm.UserID = userId;
+  const data::FilesRecord row = records.Files();
+  const std::int32_t id = row.DOC_ID;
+  records.SetUserID(row.USER_ID);
 
   // The cache counts as current: nothing here may wait for the server.
-  dm.mDocFieldsLive = true;
-  data::OpenDocFields(dm, false);
-  if (dm.AddIn != nullptr) dm.AddIn->PopulateCustomFields();
-  dm.mUsersLive = true;
-  data::OpenUsers(dm, false);
-  data::OpenUserGroupLinks(dm, false);
-  data::OpenGroups(dm, false);
-  data::OpenDoc(dm, id, false, false);
-  data::OpenDocPermissions(dm, id, userId, false, false);
-  dm.mLogoLive = true;
-  data::OpenLogo(dm, false);
-  dm.mCodesLive = true;
+  fetcher.OpenDocFields(Fetch::CacheIsCurrent);
+  site_.PopulateCustomFields();
+  fetcher.OpenUsers(Fetch::CacheIsCurrent);
+  fetcher.OpenUserGroupLinks(Fetch::IfNeeded);
+  fetcher.OpenGroups(Fetch::IfNeeded);
+  fetcher.OpenDoc(id, Fetch::IfNeeded, Wait::No);
+  fetcher.OpenDocPermissions(id, row.USER_ID, Fetch::IfNeeded, Wait::No);
+  fetcher.OpenLogo(Fetch::CacheIsCurrent);
+  fetcher.OpenCodes(Fetch::CacheIsCurrent);
 
-  files.Edit();
-  SetField(files, "SESSION_ID", Variant(site_.SessionID()));
-  files.Post();
+  data::UpdateFiles(files, {.SESSION_ID = site_.SessionID()});
 
-  automation::UnprotectDocument(host, doc, FlagOf(files, "READ_ONLY"));
+  automation::UnprotectDocument(host, doc, row.READ_ONLY);
   ResetCmsID();
 
-  if (FlagOf(files, "PRINT")) {
+  if (row.PRINT) {
     LogTrace("print=true", "");
-    automation::StampDocument(host, StampRecordOf(dm), id, doc, FlagOf(files, "PRINT_CONTROLLED"), true);
-    if (IsLatestOrCurrent(dm)) WriteFields(doc, 0);
-    files.Edit();
-    SetField(files, "INIT", Variant(true));
-    SetField(files, "IGNORE", Variant(true));
-    files.Post();
+    automation::StampDocument(host, StampRecordOf(records), id, doc, row.PRINT_CONTROLLED, true);
+    if (records.Doc().IsLatestOrCurrent()) WriteFields(doc, 0);
+    data::UpdateFiles(files, {.INIT = true, .IGNORE = true});
     if (host == HostType::ohaWord) doc.Put("Saved", Variant(true));
     site_.NotBuilt("HandlePrintOpen");
     // A print-only open gets no pane.
@@ -221,21 +199,17 @@ void DocumentTracking::FirstHandling(const Variant& doc) {
 
   LogTrace("print=false", "");
   site_.NotBuilt("ConnectTetherClient");
-  dm.ConnectToServer(false);
-  dm.mTemplatesLive = true;
-  data::OpenTemplates(dm, false);
-  dm.mWebFormLive = true;
-  data::OpenWebForm(dm, DocNoOf(dm, id), false, false);
-  automation::StampDocument(host, StampRecordOf(dm), id, doc, !FlagOf(files, "READ_ONLY"), false);
-  if (IsLatestOrCurrent(dm)) {
+  fetcher.ConnectToServer(Wait::No);
+  fetcher.OpenTemplates(Fetch::CacheIsCurrent);
+  fetcher.OpenWebForm(DocNoOf(records, id), Fetch::CacheIsCurrent, Wait::No);
+  automation::StampDocument(host, StampRecordOf(records), id, doc, !row.READ_ONLY, false);
+  if (records.Doc().IsLatestOrCurrent()) {
     LogTrace("(is_latest or is_current)=true", "");
     WriteFields(doc, 0);
   }
-  files.Edit();
-  SetField(files, "INIT", Variant(true));
-  files.Post();
+  data::UpdateFiles(files, {.INIT = true});
 
-  if (FlagOf(files, "READ_ONLY")) {
+  if (row.READ_ONLY) {
     LogTrace("read_only=true", "");
     if (host == HostType::ohaWord && doc.Get("Revisions").Get("Count").AsInt() > 0) {
       doc.Put("TrackRevisions", Variant(false));
@@ -250,61 +224,56 @@ void DocumentTracking::FirstHandling(const Variant& doc) {
 
 void DocumentTracking::AppendRow(const Variant& doc, const std::string& docName, std::int32_t docId,
                                  std::int32_t docUserId) {
-  data::Tdm& dm = site_.dm();
-  data::Table& files = dm.tblFiles;
+  data::DocumentRecords& records = site_.Records();
+  data::DataFetcher& fetcher = site_.Fetcher();
+  data::Table& files = records.tblFiles();
   const HostType host = site_.Host();
-
-  files.Append();
-  SetField(files, "FILENAME", Variant(docName));
-  SetField(files, "SESSION_ID", Variant(site_.SessionID()));
-  SetField(files, "DOC_ID", Variant(docId));
-  SetField(files, "INIT", Variant(true));
+  data::FilesChange row{.FILENAME = docName, .DOC_ID = docId, .SESSION_ID = site_.SessionID(), .INIT = true};
 
   if (docId == 0) {
-    SetField(files, "IGNORE", Variant(true));
-    files.Post();
+    row.IGNORE = true;
+    data::AppendFiles(files, row);
     DeactivateToolbox();
     return;
   }
   if (docUserId == 0) {
     // A copy of a managed file: left alone, and the pane of the document
     // before it stays up.
-    SetField(files, "IGNORE", Variant(true));
-    SetField(files, "CHECKED_OUT", Variant(false));
-    SetField(files, "READ_ONLY", Variant(false));
-    files.Post();
+    row.IGNORE = true;
+    row.CHECKED_OUT = false;
+    row.READ_ONLY = false;
+    data::AppendFiles(files, row);
     return;
   }
 
   // A checked-out copy: whoever logs in decides what the user gets.
-  SetField(files, "IGNORE", Variant(false));
+  row.IGNORE = false;
+  row.CHECKED_OUT = true;
   automation::HideTrackingChanges(host, doc);
-  int login = data::PromptUserForLogin(dm, site_.Prompts(), site_.OfficeVersion());
+  int login = records.PromptUserForLogin(site_.Prompts(), site_.OfficeVersion());
   if (login == 0) login = kLoginCancelled;
 
   if (login == docUserId) {
-    SetField(files, "CHECKED_OUT", Variant(true));
-    SetField(files, "READ_ONLY", Variant(false));
-    files.Post();
+    row.READ_ONLY = false;
+    data::AppendFiles(files, row);
     automation::UnprotectDocument(host, doc, false);
-    automation::StampDocument(host, StampRecordOf(dm), docId, doc, true, false);
+    automation::StampDocument(host, StampRecordOf(records), docId, doc, true, false);
     if (host == HostType::ohaWord) doc.Put("Saved", Variant(true));
-    dm.ConnectToServer(false);
-    data::OpenUsers(dm, false);
-    data::OpenUserGroupLinks(dm, false);
-    data::OpenGroups(dm, false);
+    fetcher.ConnectToServer(Wait::No);
+    fetcher.OpenUsers(Fetch::IfNeeded);
+    fetcher.OpenUserGroupLinks(Fetch::IfNeeded);
+    fetcher.OpenGroups(Fetch::IfNeeded);
     // The owner is back: the record and rights are asked for now, so that the
     // pane shows them as the server has them.
-    data::OpenDoc(dm, docId, true, true);
+    fetcher.OpenDoc(docId, Fetch::Refresh, Wait::ForAnswer);
     OpenCheckedOutRestAndActivate(docId);
     return;
   }
 
   const bool wasProtected = automation::UnprotectDocument(host, doc, false);
-  SetField(files, "CHECKED_OUT", Variant(true));
-  SetField(files, "READ_ONLY", Variant(wasProtected));
-  files.Post();
-  automation::StampDocument(host, StampRecordOf(dm), docId, doc, !wasProtected, false);
+  row.READ_ONLY = wasProtected;
+  data::AppendFiles(files, row);
+  automation::StampDocument(host, StampRecordOf(records), docId, doc, !wasProtected, false);
   if (wasProtected) automation::ProtectDocument(host, doc);
   if (host == HostType::ohaWord) doc.Put("Saved", Variant(true));
   if (wasProtected || login == kLoginCancelled) {
@@ -312,8 +281,8 @@ void DocumentTracking::AppendRow(const Variant& doc, const std::string& docName,
     site_.Prompts().MessageDlg(kLoginToSeeToolbox, platform::MessageKind::Information, platform::Buttons::OK);
     return;
   }
-  if (dm.mIsServerReachable()) {
-    data::OpenDoc(dm, docId, false, false);
+  if (fetcher.mIsServerReachable()) {
+    fetcher.OpenDoc(docId, Fetch::IfNeeded, Wait::No);
     OpenCheckedOutRestAndActivate(docId);
     return;
   }
@@ -324,25 +293,23 @@ void DocumentTracking::AppendRow(const Variant& doc, const std::string& docName,
 // What a checked-out copy needs beside its record before its pane shows, the
 // same whoever may edit it.
 void DocumentTracking::OpenCheckedOutRestAndActivate(std::int32_t docId) {
-  data::Tdm& dm = site_.dm();
-  OpenPermissionsUnlessCached(docId);
-  data::OpenDocFields(dm, false);
-  data::OpenLogo(dm, false);
-  data::OpenTemplates(dm, false);
-  data::OpenWebForm(dm, DocNoOf(dm, docId), false, false);
+  data::DataFetcher& fetcher = site_.Fetcher();
+  const int userId = site_.Records().UserID();
+  if (!fetcher.DocPermissionsIsCached(docId, userId)) {
+    fetcher.OpenDocPermissions(docId, userId, Fetch::Refresh, Wait::ForAnswer);
+  }
+  fetcher.OpenDocFields(Fetch::IfNeeded);
+  fetcher.OpenLogo(Fetch::IfNeeded);
+  fetcher.OpenTemplates(Fetch::IfNeeded);
+  fetcher.OpenWebForm(DocNoOf(site_.Records(), docId), Fetch::IfNeeded, Wait::No);
   ActivateToolbox(docId);
-}
-
-void DocumentTracking::OpenPermissionsUnlessCached(std::int32_t docId) {
-  data::Tdm& dm = site_.dm();
-  if (!data::DocPermissionsIsCached(dm, docId, dm.UserID)) data::OpenDocPermissions(dm, docId, dm.UserID, true, true);
 }
 
 void DocumentTracking::WriteFields(const Variant& doc, std::int64_t docId) {
   automation::SetDocFields(site_.FieldsContext(), doc, docId, false);
   automation::UpdateDocFields(site_.Host(), doc);
   // Only Word documents carry the logo shapes.
-  if (site_.Host() == HostType::ohaWord) automation::UpdateLogo(doc, data::GetLogoFile(site_.dm(), site_.System()));
+  if (site_.Host() == HostType::ohaWord) automation::UpdateLogo(doc, site_.Fetcher().GetLogoFile());
 }
 
 Variant DocumentTracking::GetActiveDoc() {
@@ -355,24 +322,24 @@ Variant DocumentTracking::GetActiveDoc() {
       case HostType::ohaPublisher: return app.Get("ActiveDocument");
     }
   } catch (const std::exception&) {
-    foundation::ContextScope scope(site_.dm().Context());
+    foundation::ContextScope scope(site_.Records().Context());
     LogTrace("GetActiveDoc", "could not get ActiveDocument");
   }
   return Variant();
 }
 
 void DocumentTracking::ResetCmsID() {
-  data::Tdm& dm = site_.dm();
-  foundation::ContextScope scope(dm.Context());
+  data::DocumentRecords& records = site_.Records();
+  foundation::ContextScope scope(records.Context());
   data::ProcNameScope proc("TAddInModule.ResetCmsID");
-  if (!dm.tblDoc.Active()) {
+  if (!records.tblDoc().Active()) {
     foundation::LogException(nullptr, "ResetCmsID: tblDoc not Open!");
     return;
   }
-  data::Table& files = dm.tblFiles;
-  files.Resync();
-  std::string value = std::to_string(files.FieldByName("DOC_ID").AsInteger());
-  if (FlagOf(files, "CHECKED_OUT")) value += ";" + std::to_string(files.FieldByName("USER_ID").AsInteger());
+  records.tblFiles().Resync();
+  const data::FilesRecord row = records.Files();
+  std::string value = std::to_string(row.DOC_ID);
+  if (row.CHECKED_OUT) value += ";" + std::to_string(row.USER_ID);
   LogTrace("Reset cmsID:", "doc_id=" + value);
 
   const Variant active = GetActiveDoc();
@@ -402,14 +369,15 @@ void DocumentTracking::DeactivateToolbox() {
 }
 
 void DocumentTracking::RefreshDocFields(std::int64_t /*docId*/) {
-  data::Tdm& dm = site_.dm();
-  foundation::ContextScope scope(dm.Context());
+  data::DocumentRecords& records = site_.Records();
+  foundation::ContextScope scope(records.Context());
   data::ProcNameScope proc("RefreshDocFields");
-  try {
-    const bool docOpen = dm.tblDoc.Active();
-    const Variant keptId = docOpen ? dm.tblDoc.FieldByName("DOC_ID").Value() : Variant::Null();
-    data::Table& files = dm.tblFiles;
-    data::OpenFiles(dm);
+  foundation::Guarded("RefreshDocFields", [&] {
+    data::Table& docs = records.tblDoc();
+    const bool docOpen = docs.Active();
+    const std::int32_t keptId = docOpen && !docs.IsEmpty() ? records.Doc().DOC_ID : 0;
+    data::Table& files = records.tblFiles();
+    site_.Fetcher().OpenFiles();
     const HostType host = site_.Host();
     if (host == HostType::ohaWord) {
       const Variant documents = site_.Application().Get("Documents");
@@ -419,24 +387,23 @@ void DocumentTracking::RefreshDocFields(std::int64_t /*docId*/) {
         const std::string name = doc.Get("FullName").AsString();
         if (!files.Locate("FILENAME", Variant(name), data::LocateOptions{.caseInsensitive = true})) continue;
         // A file the system leaves alone (foreign, a copy, a print) has no record to show.
-        if (!FlagOf(files, "INIT") || FlagOf(files, "IGNORE")) continue;
-        const bool wasProtected = automation::UnprotectDocument(host, doc, FlagOf(files, "READ_ONLY"));
+        const data::FilesRecord row = records.Files();
+        if (!row.INIT || row.IGNORE) continue;
+        const bool wasProtected = automation::UnprotectDocument(host, doc, row.READ_ONLY);
         const bool tracking = doc.Get("TrackRevisions").AsBool();
         if (tracking) automation::DisableTrackChanges(host, doc);
         // Each document takes its own record's values, not the active one's.
-        WriteFields(doc, files.FieldByName("DOC_ID").AsInteger());
+        WriteFields(doc, row.DOC_ID);
         if (tracking) automation::EnableTrackChanges(host, doc);
         if (wasProtected) automation::ProtectDocument(host, doc);
       }
     }
     // The active document's rows are current again, as everything else expects.
-    if (docOpen && !keptId.IsEmptyOrNull()) {
-      dm.tblDoc.Locate("doc_id", keptId);
-      files.Locate("DOC_ID", keptId);
+    if (keptId != 0) {
+      data::LocateDocId(docs, keptId);
+      data::LocateDocId(files, keptId);
     }
-  } catch (const std::exception& e) {
-    foundation::LogException(e, "RefreshDocFields");
-  }
+  });
 }
 
 void DocumentTracking::RefreshTemplateQuery() {

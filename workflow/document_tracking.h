@@ -36,7 +36,6 @@ class DocumentTracking {
   // No row: the file is recorded as what its cmsID says it is.
   void AppendRow(const Variant& doc, const std::string& docName, std::int32_t docId, std::int32_t docUserId);
   void OpenCheckedOutRestAndActivate(std::int32_t docId);
-  void OpenPermissionsUnlessCached(std::int32_t docId);
   // Record, fields and (Word) logo into the document; docId 0 keeps tblDoc's row.
   void WriteFields(const Variant& doc, std::int64_t docId);
 

@@ -259,7 +259,7 @@ TEST(DocumentTracking, EachKindOfDocumentInWord) {
       site.Announce(row);
     }
     if (c.openDocBefore) {
-      ASSERT_TRUE(data::OpenDoc(site.dm(), 12, false, false));
+      ASSERT_TRUE(data::OpenDoc(*site.tdm, 12, data::Fetch::IfNeeded, data::Wait::No));
     }
     const Variant doc = site.OpenDocument("Cleaning.docx", c.cmsID);
     const auto model = site.Model(doc);
@@ -285,14 +285,14 @@ TEST(DocumentTracking, EachKindOfDocumentInWord) {
     EXPECT_EQ(Property(*model, "cmsID"), c.cmsIDAfter);
     EXPECT_EQ(site.notBuilt, c.notBuilt);
     EXPECT_TRUE(site.prompts.Shown().empty());
-    EXPECT_EQ(site.dm().tblFiles.State(), data::DataSetState::Browse);
+    EXPECT_EQ((*site.tdm).tblFiles.State(), data::DataSetState::Browse);
     // Every path leaves the file's row as the current one.
-    EXPECT_EQ(site.dm().tblFiles.FieldByName("FILENAME").AsString(), path);
+    EXPECT_EQ((*site.tdm).tblFiles.FieldByName("FILENAME").AsString(), path);
     if (c.after.INIT && !c.announced.value_or(FilesRow{}).INIT && c.after.DOC_ID != 0 && c.announced) {
       // First handling: fields written, the host sees no change of the user's.
       EXPECT_EQ(Property(*model, "cmsDocName"), "Cleaning");
       EXPECT_TRUE(model->saved);
-      EXPECT_EQ(site.dm().UserID, 3);
+      EXPECT_EQ((*site.tdm).UserID, 3);
     }
   }
 }
@@ -369,7 +369,7 @@ TEST(DocumentTracking, CheckedOutCopyAsksWhoLogsIn) {
     }
     FakeSite site(HostType::ohaWord, server ? server->Port() : 0);
     if (c.online) {
-      ASSERT_TRUE(site.dm().ConnectToServer(true));
+      ASSERT_TRUE((*site.tdm).ConnectToServer(true));
     }
     site.CacheDocument(CachedDoc{.DOC_ID = 12, .DOC_NO = 120, .STATUS = "A"}, 3);
     site.CacheUser(3, "ALICE", "pw");
@@ -441,11 +441,11 @@ TEST(DocumentTracking, RowIsFoundByIdBeforeNameAndKeepsItsFileName) {
   // A private copy under the negated id wins over the positive row.
   site.Announce(FilesRow{.DOC_ID = -12, .FILENAME = site.cache + "Private.docx", .INIT = true, .IGNORE = true,
                          .SESSION_ID = 1});
-  ASSERT_TRUE(data::OpenDoc(site.dm(), 12, false, false));
+  ASSERT_TRUE(data::OpenDoc(*site.tdm, 12, data::Fetch::IfNeeded, data::Wait::No));
 
   const Variant moved = site.OpenDocument("Moved.docx", "12");
   site.Tracking().DocumentChangedEvent(moved);
-  EXPECT_EQ(site.dm().tblFiles.FieldByName("DOC_ID").AsInteger(), -12);
+  EXPECT_EQ((*site.tdm).tblFiles.FieldByName("DOC_ID").AsInteger(), -12);
   EXPECT_EQ(PaneCalls(site), kDeactivated);
   EXPECT_FALSE(site.Row(site.cache + "Moved.docx").has_value()) << "no row is added for the path";
   EXPECT_EQ(site.FilesRowCount(), 2);
@@ -454,7 +454,7 @@ TEST(DocumentTracking, RowIsFoundByIdBeforeNameAndKeepsItsFileName) {
   site.calls.clear();
   const Variant byName = site.OpenDocument("original.docx", std::nullopt);
   site.Tracking().DocumentChangedEvent(byName);
-  EXPECT_EQ(site.dm().tblFiles.FieldByName("FILENAME").AsString(), announced);
+  EXPECT_EQ((*site.tdm).tblFiles.FieldByName("FILENAME").AsString(), announced);
   EXPECT_EQ(PaneCalls(site), kActivated12);
   EXPECT_EQ(site.FilesRowCount(), 2);
 }
@@ -484,7 +484,7 @@ TEST(DocumentTracking, UnnamedDocumentIsLeftAlone) {
   model->untitled_name.clear();
   site.Tracking().DocumentChangedEvent(Variant(site.host->Wrap(model)));
   EXPECT_TRUE(site.calls.empty());
-  EXPECT_FALSE(site.dm().tblFiles.Active());
+  EXPECT_FALSE((*site.tdm).tblFiles.Active());
 }
 
 TEST(DocumentTracking, SwitchingBetweenKnownDocumentsMakesNoRemoteCall) {
@@ -494,8 +494,8 @@ TEST(DocumentTracking, SwitchingBetweenKnownDocumentsMakesNoRemoteCall) {
   site.CacheDocument(CachedDoc{.DOC_ID = 13, .STATUS = "E"}, 3);
   site.Announce(FilesRow{.DOC_ID = 12, .FILENAME = site.cache + "a.docx", .INIT = true, .IGNORE = false});
   site.Announce(FilesRow{.DOC_ID = 13, .FILENAME = site.cache + "b.docx", .INIT = true, .IGNORE = false});
-  ASSERT_TRUE(site.dm().ConnectToServer(true));
-  ASSERT_TRUE(data::OpenDoc(site.dm(), 12, false, false));
+  ASSERT_TRUE((*site.tdm).ConnectToServer(true));
+  ASSERT_TRUE(data::OpenDoc(*site.tdm, 12, data::Fetch::IfNeeded, data::Wait::No));
   const Variant a = site.OpenDocument("a.docx", "12");
   const Variant b = site.OpenDocument("b.docx", "13");
   server.Server().ClearSeen();
@@ -506,7 +506,7 @@ TEST(DocumentTracking, SwitchingBetweenKnownDocumentsMakesNoRemoteCall) {
   }
   EXPECT_EQ(site.calls.size(), 30u);
   // A blocking ping goes after anything sent before it on the same connection.
-  ASSERT_TRUE(site.dm().ConnectToServer(true));
+  ASSERT_TRUE((*site.tdm).ConnectToServer(true));
   EXPECT_EQ(server.Server().Seen().size(), 1u);
   EXPECT_TRUE(server.Statements().empty());
 }
@@ -527,8 +527,8 @@ TEST(DocumentTracking, ResetCmsIdWritesTheRowsIdentityIntoTheActiveDocument) {
       site.Announce(FilesRow{.DOC_ID = 12, .FILENAME = site.cache + "a.doc", .INIT = true, .USER_ID = 3,
                              .CHECKED_OUT = c.checkedOut});
       const Variant doc = site.OpenDocument("a.doc", c.before);
-      data::OpenFiles(site.dm());
-      ASSERT_TRUE(site.dm().tblFiles.Locate("DOC_ID", Variant(12)));
+      data::OpenFiles((*site.tdm));
+      ASSERT_TRUE((*site.tdm).tblFiles.Locate("DOC_ID", Variant(12)));
       // Closed record table: logged and nothing written.
       site.Tracking().ResetCmsID();
       std::int32_t id = 0;
@@ -536,7 +536,7 @@ TEST(DocumentTracking, ResetCmsIdWritesTheRowsIdentityIntoTheActiveDocument) {
       ExtractDocID(site.Host(), doc, id, user);
       EXPECT_EQ(id, c.before ? std::stoi(*c.before) : 0);
 
-      ASSERT_TRUE(data::OpenDoc(site.dm(), 12, false, false));
+      ASSERT_TRUE(data::OpenDoc(*site.tdm, 12, data::Fetch::IfNeeded, data::Wait::No));
       site.Tracking().ResetCmsID();
       const auto model = site.Model(doc);
       if (kind == HostType::ohaPublisher) {
@@ -597,7 +597,7 @@ TEST(DocumentTracking, RefreshDocFieldsRewritesEveryHandledWordDocumentAndKeepsT
 
   // New names arrived for both records; b is locked and tracks changes.
   site.Exec("update DOCS set DOC_NAME=DOC_NAME || ' (new)'");
-  site.dm().tblDoc.Refresh();
+  (*site.tdm).tblDoc.Refresh();
   const auto modelA = site.Model(a);
   const auto modelB = site.Model(b);
   modelB->track_revisions = true;
@@ -609,8 +609,8 @@ TEST(DocumentTracking, RefreshDocFieldsRewritesEveryHandledWordDocumentAndKeepsT
   EXPECT_EQ(Property(*site.Model(foreign), "cmsDocName"), "<none>");
   EXPECT_TRUE(WordProtected(*modelB)) << "locked again afterwards";
   EXPECT_TRUE(modelB->track_revisions);
-  EXPECT_EQ(site.dm().tblDoc.FieldByName("DOC_ID").AsInteger(), 13);
-  EXPECT_EQ(site.dm().tblFiles.FieldByName("DOC_ID").AsInteger(), 13);
+  EXPECT_EQ((*site.tdm).tblDoc.FieldByName("DOC_ID").AsInteger(), 13);
+  EXPECT_EQ((*site.tdm).tblFiles.FieldByName("DOC_ID").AsInteger(), 13);
 }
 
 TEST(DocumentTracking, RefreshDocFieldsOutsideWordOnlyPutsTheRowsBack) {
@@ -621,12 +621,12 @@ TEST(DocumentTracking, RefreshDocFieldsOutsideWordOnlyPutsTheRowsBack) {
   const Variant a = site.OpenDocument("a.xlsx", "12");
   site.Tracking().DocumentChangedEvent(a);
   site.Exec("update DOCS set DOC_NAME='Renamed'");
-  site.dm().tblDoc.Refresh();
+  (*site.tdm).tblDoc.Refresh();
   const auto model = site.Model(a);
   ASSERT_EQ(NameValue(*model, "cmsDocName"), "Twelve");
   site.Tracking().RefreshDocFields(12);
   EXPECT_EQ(NameValue(*model, "cmsDocName"), "Twelve");
-  EXPECT_EQ(site.dm().tblFiles.FieldByName("DOC_ID").AsInteger(), 12);
+  EXPECT_EQ((*site.tdm).tblFiles.FieldByName("DOC_ID").AsInteger(), 12);
 }
 
 }  // namespace

@@ -20,7 +20,7 @@ using testing::FilesRow;
 TEST(FilesRefresh, EveryWriteShowsWhoeverMadeIt) {
   FakeSite site(platform::HostType::ohaWord);
   site.Announce(FilesRow{.DOC_ID = 1, .FILENAME = "a"});
-  data::Tdm& dm = site.dm();
+  data::Tdm& dm = (*site.tdm);
   data::OpenFiles(dm);
   data::Table& files = dm.tblFiles;
   // Another host process on the same cache file.
@@ -55,7 +55,7 @@ TEST(FilesRefresh, EveryWriteShowsWhoeverMadeIt) {
     EXPECT_EQ(files.RecordCount(), step.rows);
     EXPECT_EQ(files.State(), data::DataSetState::Browse);
   }
-  EXPECT_EQ(site.dm().cacheLookup("select count(*) from FILES where DOC_ID=9").AsInt(), 1) << "the edit was posted";
+  EXPECT_EQ((*site.tdm).cacheLookup("select count(*) from FILES where DOC_ID=9").AsInt(), 1) << "the edit was posted";
 }
 
 }  // namespace

@@ -1,29 +1,28 @@
 // What the document routines ask of the add-in module they run in: the host and
-// its version, the data module, prompts and system services, the module's
-// re-entry flags and timers, and the pane and ribbon routines. The module
-// implements it; the workflow tests give a fake over a simulated host.
+// its version, the data module's records and fetcher, prompts and system
+// services, the module's re-entry flags and timers, and the pane and ribbon
+// routines. The module implements it.
 #pragma once
 
 #include <cstdint>
 #include <optional>
 #include <string_view>
 
-#include "automation/file_type.h"
+#include "data/document_data.h"
+#include "foundation/reentry_flag.h"
+#include "platform/host_type.h"
 #include "platform/main_loop.h"
 #include "platform/prompts.h"
 #include "platform/system_services.h"
 #include "platform/variant.h"
 
-namespace quillorn::data {
-class Tdm;
-}
 namespace quillorn::automation {
 struct DocFieldsContext;
 }
 
 namespace quillorn::workflow {
 
-using automation::HostType;
+using platform::HostType;
 using platform::Variant;
 
 // The pane's page-format check box as the save reads it: the value loaded with
@@ -48,16 +47,18 @@ class ModuleSite {
   // Lets go of the application object (after Quit).
   virtual void DisconnectApplication() = 0;
 
-  virtual data::Tdm& dm() = 0;
+  // The data module, as far as the document routines use it.
+  virtual data::DocumentRecords& Records() = 0;
+  virtual data::DataFetcher& Fetcher() = 0;
   virtual platform::Prompts& Prompts() = 0;
   virtual platform::SystemServices& System() = 0;
   // The data module's record as the field routines read it, with this
   // instance's control field values.
   virtual automation::DocFieldsContext& FieldsContext() = 0;
 
-  // Re-entry flags of the module: true while the add-in saves or closes itself.
-  virtual bool& mInternalSave() = 0;
-  virtual bool& mInternalClose() = 0;
+  // Re-entry flags of the module: set while the add-in saves or closes itself.
+  virtual foundation::ReentryFlag& mInternalSave() = 0;
+  virtual foundation::ReentryFlag& mInternalClose() = 0;
 
   virtual platform::Timer& ShutdownTimer() = 0;
   virtual platform::Timer& UploadCheckTimer() = 0;
@@ -67,6 +68,8 @@ class ModuleSite {
   virtual void HideQuillornPane() = 0;
   virtual void ShowQuillornTabs(bool visible) = 0;
   virtual void SetQuillornRibbonButtonStates() = 0;
+  // The Custom Field menu, rebuilt from the document fields just loaded.
+  virtual void PopulateCustomFields() = 0;
   // True once a pane item exists in this host.
   virtual bool PaneExists() const = 0;
   // nullopt without a pane.

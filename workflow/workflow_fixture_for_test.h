@@ -32,7 +32,8 @@
 #include "platform/variant.h"
 #include "workflow/document_tracking.h"
 #include "workflow/module_site.h"
-#include "workflow/tdm_record_source.h"
+#include "addin/tdm_record_source.h"
+#include "data/tdm_document_data.h"
 
 namespace quillorn::workflow::testing {
 
@@ -78,7 +79,8 @@ class FakeSite final : public ModuleSite {
                                       traced.context);
     tdm->sessionID = sessionID;
     tdm->AddIn = &callbacks_;
-    records = std::make_unique<TdmRecordSource>(*tdm, system);
+    data_ = std::make_unique<data::TdmDocumentData>(*tdm, system);
+    records = std::make_unique<addin::TdmRecordSource>(*tdm, system);
     fields_.emplace(automation::DocFieldsContext{*records, type_, Variant(host->Application()), controlValues});
   }
 
@@ -92,12 +94,13 @@ class FakeSite final : public ModuleSite {
     appConnected = false;
     calls.emplace_back("DisconnectApplication");
   }
-  data::Tdm& dm() override { return *tdm; }
+  data::DocumentRecords& Records() override { return *data_; }
+  data::DataFetcher& Fetcher() override { return *data_; }
   platform::Prompts& Prompts() override { return prompts; }
   platform::SystemServices& System() override { return system; }
   automation::DocFieldsContext& FieldsContext() override { return *fields_; }
-  bool& mInternalSave() override { return internalSave; }
-  bool& mInternalClose() override { return internalClose; }
+  foundation::ReentryFlag& mInternalSave() override { return internalSave; }
+  foundation::ReentryFlag& mInternalClose() override { return internalClose; }
   platform::Timer& ShutdownTimer() override { return shutdownTimer; }
   platform::Timer& UploadCheckTimer() override { return uploadCheckTimer; }
   void ShowQuillornPane(std::int64_t docId) override {
@@ -109,6 +112,7 @@ class FakeSite final : public ModuleSite {
     calls.push_back(std::string("ShowQuillornTabs ") + (visible ? "true" : "false"));
   }
   void SetQuillornRibbonButtonStates() override { calls.emplace_back("SetQuillornRibbonButtonStates"); }
+  void PopulateCustomFields() override { callbacks_.PopulateCustomFields(); }
   bool PaneExists() const override { return paneExists; }
   std::optional<PageFormatSetting> PageFormat() const override { return pageFormat; }
   void RefreshPaneTemplates() override { calls.emplace_back("RefreshPaneTemplates"); }
@@ -220,15 +224,16 @@ class FakeSite final : public ModuleSite {
   platform::ScriptedPrompts prompts;
   std::shared_ptr<hostsim::SimHost> host;
   std::unique_ptr<data::Tdm> tdm;
-  std::unique_ptr<TdmRecordSource> records;
+  std::unique_ptr<data::TdmDocumentData> data_;
+  std::unique_ptr<addin::TdmRecordSource> records;
   automation::ControlFieldValueArray controlValues{};
 
   int officeVersion = 2016;
   bool cloud = false;
   std::int32_t sessionID = 4711;
   bool appConnected = true;
-  bool internalSave = false;
-  bool internalClose = false;
+  foundation::ReentryFlag internalSave;
+  foundation::ReentryFlag internalClose;
   bool paneExists = false;
   std::optional<PageFormatSetting> pageFormat;
   platform::Timer shutdownTimer{loop, 500, [] {}};

@@ -1,4 +1,4 @@
-#include "workflow/tdm_record_source.h"
+#include "addin/tdm_record_source.h"
 
 #include "data/cache_files.h"
 #include "data/doc_readers.h"
@@ -7,7 +7,7 @@
 #include "data/lookups.h"
 #include "data/tdm.h"
 
-namespace quillorn::workflow {
+namespace quillorn::addin {
 
 using platform::Variant;
 
@@ -25,13 +25,17 @@ std::vector<automation::DocFieldRow> TdmRecordSource::DocFields() const {
   return rows;
 }
 
-void TdmRecordSource::OpenCodes(bool refresh) { data::OpenCodes(dm_, refresh); }
+void TdmRecordSource::OpenCodes(bool refresh) {
+  data::OpenCodes(dm_, refresh ? data::Fetch::Refresh : data::Fetch::IfNeeded);
+}
 
-void TdmRecordSource::OpenUsers(bool refresh) { data::OpenUsers(dm_, refresh); }
+void TdmRecordSource::OpenUsers(bool refresh) {
+  data::OpenUsers(dm_, refresh ? data::Fetch::Refresh : data::Fetch::IfNeeded);
+}
 
 Variant TdmRecordSource::CodeLookup(std::string_view d_type, std::string_view code) const {
   // As getCodeVal: what the cache holds now; a fetch this may start lands later.
-  data::OpenCodes(dm_, false);
+  data::OpenCodes(dm_, data::Fetch::IfNeeded);
   return dm_.tblCodes.Lookup("d_type;code", Variant(platform::VariantList{Variant(d_type), Variant(code)}), "val");
 }
 
@@ -54,4 +58,4 @@ std::string TdmRecordSource::CodeVal(std::string_view d_type, std::string_view c
   return data::getCodeVal(dm_, std::string(d_type), std::string(code));
 }
 
-}  // namespace quillorn::workflow
+}  // namespace quillorn::addin

@@ -1,4 +1,4 @@
-#include "workflow/tdm_record_source.h"
+#include "addin/tdm_record_source.h"
 
 #include <gtest/gtest.h>
 
@@ -9,17 +9,17 @@
 #include "data/tdm.h"
 #include "workflow/workflow_fixture_for_test.h"
 
-namespace quillorn::workflow {
+namespace quillorn::addin {
 namespace {
 
-using testing::CachedDoc;
-using testing::FakeSite;
+using workflow::testing::CachedDoc;
+using workflow::testing::FakeSite;
 
 TEST(TdmRecordSource, ReadsTheRowTblDocStandsOnAndMovesOnlyToADocThatIsThere) {
   FakeSite site(platform::HostType::ohaWord);
   site.CacheDocument(CachedDoc{.DOC_ID = 5, .DOC_NO = 50, .DOC_NAME = "Five"}, 3);
   site.CacheDocument(CachedDoc{.DOC_ID = 6, .DOC_NO = 60, .DOC_NAME = "Six"}, 3);
-  ASSERT_TRUE(data::OpenDoc(site.dm(), 6, false, false));
+  ASSERT_TRUE(data::OpenDoc(*site.tdm, 6, data::Fetch::IfNeeded, data::Wait::No));
   TdmRecordSource& source = *site.records;
 
   EXPECT_EQ(source.DocValue("doc_name").AsString(), "Six");
@@ -50,8 +50,8 @@ TEST(TdmRecordSource, FieldsInTableOrderCodesFromTheCacheAndTemplateState) {
   site.Exec("insert into DOCFIELDS (CODE, VAL) values ('Empty', null)");
   site.Exec("insert into CODES (D_TYPE, CODE, VAL) values ('SETTINGS', 'DATE_FORMAT', 'dd/mm/yyyy')");
   site.Exec("insert into CODES (D_TYPE, CODE, VAL) values ('SETTINGS', 'NULLED', null)");
-  site.dm().mCodesLive = true;
-  data::OpenDocFields(site.dm(), false);
+  site.Fetcher().OpenCodes(data::Fetch::CacheIsCurrent);
+  data::OpenDocFields(*site.tdm, data::Fetch::IfNeeded);
   TdmRecordSource& source = *site.records;
 
   const auto fields = source.DocFields();
@@ -74,11 +74,11 @@ TEST(TdmRecordSource, FieldsInTableOrderCodesFromTheCacheAndTemplateState) {
 TEST(TdmRecordSource, TemplateIdGoesIntoTheOpenRowUnposted) {
   FakeSite site(platform::HostType::ohaWord);
   site.CacheDocument(CachedDoc{.DOC_ID = 5, .DOC_NO = 50}, 3);
-  ASSERT_TRUE(data::OpenDoc(site.dm(), 5, false, false));
+  ASSERT_TRUE(data::OpenDoc(*site.tdm, 5, data::Fetch::IfNeeded, data::Wait::No));
   site.records->SetDocTemplateID(77);
-  EXPECT_EQ(site.dm().tblDoc.State(), data::DataSetState::Edit);
+  EXPECT_EQ((*site.tdm).tblDoc.State(), data::DataSetState::Edit);
   EXPECT_EQ(site.records->DocValue("TEMPLATE_ID").AsInt(), 77);
 }
 
 }  // namespace
-}  // namespace quillorn::workflow
+}  // namespace quillorn::addin

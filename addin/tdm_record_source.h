@@ -17,7 +17,7 @@ namespace quillorn::data {
 class Tdm;
 }
 
-namespace quillorn::workflow {
+namespace quillorn::addin {
 
 class TdmRecordSource final : public automation::DocRecordSource, public automation::TemplateSource {
  public:
@@ -48,4 +48,4 @@ class TdmRecordSource final : public automation::DocRecordSource, public automat
   platform::SystemServices& system_;
 };
 
-}  // namespace quillorn::workflow
+}  // namespace quillorn::addin
