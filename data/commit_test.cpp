@@ -14,6 +14,7 @@
 #include "data/connection_test_support.h"
 #include "data/tdm.h"
 #include "platform/clock.h"
+#include "platform/faulty_files.h"
 #include "platform/queue_main_loop.h"
 #include "platform/real_files_for_test.h"
 #include "platform/window_messages.h"
@@ -100,7 +101,7 @@ struct Instance {
              "[Connection Settings]\r\nPort=" + std::to_string(port) + "\r\nLocal_Address=127.0.0.1\r\n");
   }
   std::unique_ptr<Tdm> Create() {
-    auto dm = std::make_unique<Tdm>(TdmFolders{app.Dir(), traced.folder.Dir(), cache}, false, loop, system,
+    auto dm = std::make_unique<Tdm>(TdmFolders{app.Dir(), traced.folder.Dir(), cache}, false, loop, files,
                                     traced.context);
     dm->Messages = messages.get();
     dm->sessionID = 77;
@@ -137,6 +138,7 @@ struct Instance {
   platform::ManualClock clock;
   platform::QueueMainLoop loop{&clock};
   platform::FakeSystemServices system;
+  platform::FaultyFiles files{system};
   std::unique_ptr<platform::WindowMessages> messages = platform::CreateInProcessWindowMessages();
   int replies = 0;
   std::unique_ptr<platform::WaitEvent> replied = loop.CreateEvent();
@@ -251,6 +253,40 @@ TEST(Commit, DeltasGoOldestFirstInOneBatchUnderTheirOwner) {
   EXPECT_NE(ReadAll(instance.traced.folder.Path() / foundation::kTraceFileName)
                 .find("WARNING: Do not know who\"FORMS.000\" belongs to! Defaulting to current user."),
             std::string::npos);
+}
+
+TEST(Commit, AChangeWhoseDeltaCannotBeWrittenWaitsAndGoesOnceWithTheNextSave) {
+  using Kind = platform::FileFault::Kind;
+  for (const Kind kind : {Kind::WriteRefused, Kind::DiskFull}) {
+    SCOPED_TRACE(static_cast<int>(kind));
+    CommitServer server;
+    Instance instance(server.Port());
+    instance.traced.context.TraceEnabled = false;
+    auto dm = instance.Create();
+    ASSERT_TRUE(dm->ConnectToServer(true));
+    instance.files.Add({.kind = kind, .nameContains = "DOCS.", .times = 1});
+
+    RenameDoc(*dm, 2, "Plan, renamed");
+    // No file, not even half of one, and no log row: nothing a commit could send.
+    EXPECT_TRUE(Deltas(instance).empty());
+    EXPECT_EQ(dm->cacheLookup("select count(*) from CACHELOG").AsInt(), 0);
+    EXPECT_TRUE(dm->monDoc.Changed());
+    const std::string except = ReadAll(instance.traced.folder.Path() / foundation::kExceptFileName);
+    EXPECT_NE(except.find("Cannot create file \"" + instance.cache + "DOCS.000\""), std::string::npos) << except;
+
+    // The next save writes both changes down and sends them in one submit.
+    dm->tblDoc.Edit();
+    dm->tblDoc.FieldByName("STATUS").SetValue("W");
+    dm->tblDoc.Post();
+    dm->SaveDocData();
+    instance.WaitForReplies(1);
+    const auto calls = server.Calls();
+    ASSERT_EQ(calls.size(), 1u);
+    EXPECT_EQ(calls[0].logname, "DOCS.000");
+    EXPECT_EQ(server.DocName(2), "Plan, renamed");
+    EXPECT_FALSE(dm->monDoc.Changed());
+    EXPECT_TRUE(Deltas(instance).empty());
+  }
 }
 
 TEST(Commit, CommitCacheRunsOncePerConnectionInItsOrder) {
