@@ -42,12 +42,9 @@ std::string TRpcQuery::Text() const {
 
 TRpcClientModule::TRpcClientModule(TRpcHttpClient& client) : client_(client) {}
 
-TRpcClientModule::~TRpcClientModule() {
-  for (auto& queued : client_.RemoveQueued(this)) queued->Owner = nullptr;
-  if (auto in_flight = client_.InFlight(); in_flight && in_flight->Owner == this) {
-    in_flight->Owner = nullptr;
-  }
-}
+// The queued requests would be dropped unsent anyway; one on the wire is read to
+// its end and delivered to no one, as its handle has expired.
+TRpcClientModule::~TRpcClientModule() { client_.RemoveQueued(this); }
 
 std::string TRpcClientModule::KeyStateName() const { return ModuleHost + ModuleFileName + ".$CLI-CRYPT$"; }
 
@@ -88,7 +85,7 @@ void TRpcClientModule::Call(std::shared_ptr<TRpcResult> result, bool /*fromInsid
   if (data_.IsNull()) throw ERpcClientError("No Data defined. Use the \"Data\" property before \"Call\".");
   if (!open_request_) {
     open_request_ = std::make_shared<TRpcModuleRequest>();
-    open_request_->Owner = this;
+    open_request_->Owner = Handle();
   }
   open_request_->Calls.push_back(std::move(data_));
   data_.Clear();
@@ -99,7 +96,7 @@ void TRpcClientModule::Call(std::shared_ptr<TRpcResult> result, bool /*fromInsid
 void TRpcClientModule::StartCalls() {
   if (post_level_++ == 0 && !open_request_) {
     open_request_ = std::make_shared<TRpcModuleRequest>();
-    open_request_->Owner = this;
+    open_request_->Owner = Handle();
   }
 }
 
@@ -116,7 +113,7 @@ void TRpcClientModule::CancelCalls() {
   for (auto& queued : client_.RemoveQueued(this)) {
     static_cast<TRpcModuleRequest&>(*queued).Cancelled = true;
   }
-  if (auto in_flight = client_.InFlight(); in_flight && in_flight->Owner == this) {
+  if (auto in_flight = client_.InFlight(); in_flight && Owns(*in_flight)) {
     static_cast<TRpcModuleRequest&>(*in_flight).Cancelled = true;
   }
 }
@@ -221,7 +218,7 @@ TRpcPreparedRequest TRpcClientModule::BeginCalls(const RequestPtr& request) {
       // The handshake goes first; a RESET would be meaningless before it.
       request->Query.Remove("ACTION");
       auto step = std::make_shared<TRpcModuleRequest>();
-      step->Owner = this;
+      step->Owner = Handle();
       step->What = (keys == nullptr || !keys->HaveHello) ? TRpcModuleRequest::Kind::Hello
                                                           : TRpcModuleRequest::Kind::Start;
       step->Query.Set("ACTION", step->What == TRpcModuleRequest::Kind::Hello ? "HELLO" : "START");

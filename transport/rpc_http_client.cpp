@@ -7,16 +7,33 @@
 
 namespace quillorn::transport {
 
+using foundation::MutexLock;
+
+// One blocking call onto the main thread. Shared with the posted task, which may
+// run after the client is gone, so it carries its own lock.
 struct TRpcHttpClient::Sync {
-  std::mutex mutex;
+  foundation::Mutex mutex;
   std::condition_variable done_cv;
-  bool done = false;
-  bool cancelled = false;
+  bool done GUARDED_BY(mutex) = false;
+  bool cancelled GUARDED_BY(mutex) = false;
 };
 
 struct TRpcHttpClient::Impl {
-  std::unique_ptr<httplib::Client> client;  // worker thread only, but stop() from any
-  std::mutex client_mutex;                  // guards the pointer for stop()
+  // Made and used by the worker; the destructor stops it from the main thread.
+  std::unique_ptr<httplib::Client> client;
+};
+
+// What one turn of the worker carries from step to step.
+struct TRpcHttpClient::Turn {
+  std::shared_ptr<TRpcHttpRequest> request;
+  // The settings as they stood when the request was taken.
+  std::string address;
+  std::string port;
+  int connect_timeout = 0;
+  int read_timeout = 0;
+  TRpcPreparedRequest prepared;
+  TRpcHttpResponse response;
+  httplib::Error error = httplib::Error::Success;
 };
 
 TRpcHttpClient::TRpcHttpClient(platform::MainLoop& loop)
@@ -26,54 +43,63 @@ TRpcHttpClient::TRpcHttpClient(platform::MainLoop& loop)
 
 TRpcHttpClient::~TRpcHttpClient() {
   {
-    std::lock_guard lock(mutex_);
+    MutexLock lock(mutex_);
     stopping_ = true;
-    for (auto& sync : pending_syncs_) {
-      std::lock_guard sync_lock(sync->mutex);
-      sync->cancelled = true;
-      sync->done_cv.notify_all();
+    for (auto& pending : pending_syncs_) {
+      Sync& sync = *pending;
+      MutexLock sync_lock(sync.mutex);
+      sync.cancelled = true;
+      sync.done_cv.notify_all();
     }
     queue_.clear();
-  }
-  wake_.notify_all();
-  {
-    std::lock_guard lock(impl_->client_mutex);
+    // The worker makes no connection once it sees stopping_, so this one is the last.
     if (impl_->client) impl_->client->stop();
   }
+  wake_.notify_all();
   if (worker_.joinable()) worker_.join();
 }
 
 void TRpcHttpClient::SetServerAddr(std::string address) {
-  std::lock_guard lock(mutex_);
+  MutexLock lock(mutex_);
   address_ = std::move(address);
 }
 void TRpcHttpClient::SetServerPort(std::string port) {
-  std::lock_guard lock(mutex_);
+  MutexLock lock(mutex_);
   port_ = std::move(port);
 }
 std::string TRpcHttpClient::ServerAddr() const {
-  std::lock_guard lock(mutex_);
+  MutexLock lock(mutex_);
   return address_;
 }
 std::string TRpcHttpClient::ServerPort() const {
-  std::lock_guard lock(mutex_);
+  MutexLock lock(mutex_);
   return port_;
 }
 
 void TRpcHttpClient::SetMultiThreaded(bool on) {
-  if (connected_) throw std::logic_error("Can not change MultiThreaded after Connect.");
+  if (Connected()) throw std::logic_error("Can not change MultiThreaded after Connect.");
   multi_threaded_ = on;
 }
 
 void TRpcHttpClient::SetTimeouts(int connect_seconds, int read_seconds) {
-  std::lock_guard lock(mutex_);
+  MutexLock lock(mutex_);
   connect_timeout_s_ = connect_seconds;
   read_timeout_s_ = read_seconds;
 }
 
+bool TRpcHttpClient::Connected() const {
+  MutexLock lock(mutex_);
+  return connected_;
+}
+
+bool TRpcHttpClient::Stopping() const {
+  MutexLock lock(mutex_);
+  return stopping_;
+}
+
 void TRpcHttpClient::Disconnect() {
   {
-    std::lock_guard lock(mutex_);
+    MutexLock lock(mutex_);
     drop_connection_ = true;
   }
   wake_.notify_all();
@@ -81,7 +107,7 @@ void TRpcHttpClient::Disconnect() {
 
 void TRpcHttpClient::Enqueue(std::shared_ptr<TRpcHttpRequest> request, bool at_head) {
   {
-    std::lock_guard lock(mutex_);
+    MutexLock lock(mutex_);
     if (stopping_) return;
     if (at_head) {
       queue_.push_front(std::move(request));
@@ -92,29 +118,29 @@ void TRpcHttpClient::Enqueue(std::shared_ptr<TRpcHttpRequest> request, bool at_h
   wake_.notify_all();
 }
 
-std::vector<std::shared_ptr<TRpcHttpRequest>> TRpcHttpClient::RemoveQueued(TRpcRequestOwner* owner) {
+std::vector<std::shared_ptr<TRpcHttpRequest>> TRpcHttpClient::RemoveQueued(const TRpcRequestOwner* owner) {
   std::vector<std::shared_ptr<TRpcHttpRequest>> removed;
-  std::lock_guard lock(mutex_);
+  MutexLock lock(mutex_);
   auto keep = std::stable_partition(queue_.begin(), queue_.end(),
-                                    [owner](const auto& r) { return r->Owner != owner; });
+                                    [owner](const auto& r) { return !owner->Owns(*r); });
   removed.assign(keep, queue_.end());
   queue_.erase(keep, queue_.end());
   return removed;
 }
 
 std::shared_ptr<TRpcHttpRequest> TRpcHttpClient::InFlight() const {
-  std::lock_guard lock(mutex_);
+  MutexLock lock(mutex_);
   return in_flight_;
 }
 
 bool TRpcHttpClient::HasRequests(const TRpcRequestOwner* owner) const {
-  std::lock_guard lock(mutex_);
-  if (in_flight_ && in_flight_->Owner == owner) return true;
-  return std::any_of(queue_.begin(), queue_.end(), [owner](const auto& r) { return r->Owner == owner; });
+  MutexLock lock(mutex_);
+  if (in_flight_ && owner->Owns(*in_flight_)) return true;
+  return std::any_of(queue_.begin(), queue_.end(), [owner](const auto& r) { return owner->Owns(*r); });
 }
 
 std::size_t TRpcHttpClient::QueuedCount() const {
-  std::lock_guard lock(mutex_);
+  MutexLock lock(mutex_);
   return queue_.size();
 }
 
@@ -125,7 +151,7 @@ bool TRpcHttpClient::OnMain(std::function<void()> task) {
   }
   auto sync = std::make_shared<Sync>();
   {
-    std::lock_guard lock(mutex_);
+    MutexLock lock(mutex_);
     if (stopping_) return false;
     pending_syncs_.push_back(sync);
   }
@@ -133,13 +159,13 @@ bool TRpcHttpClient::OnMain(std::function<void()> task) {
   // torn down on the main thread never waits for a worker that waits for it.
   loop_.Post([sync, task = std::move(task)] {
     {
-      std::lock_guard lock(sync->mutex);
+      MutexLock lock(sync->mutex);
       if (sync->cancelled) return;
     }
     struct Finish {
       Sync& s;
       ~Finish() {
-        std::lock_guard lock(s.mutex);
+        MutexLock lock(s.mutex);
         s.done = true;
         s.done_cv.notify_all();
       }
@@ -148,137 +174,164 @@ bool TRpcHttpClient::OnMain(std::function<void()> task) {
   });
   bool completed;
   {
-    std::unique_lock lock(sync->mutex);
-    sync->done_cv.wait(lock, [&] { return sync->done || sync->cancelled; });
+    MutexLock lock(sync->mutex);
+    while (!sync->done && !sync->cancelled) lock.Wait(sync->done_cv);
     completed = sync->done;
   }
-  std::lock_guard lock(mutex_);
+  MutexLock lock(mutex_);
   pending_syncs_.erase(std::remove(pending_syncs_.begin(), pending_syncs_.end(), sync),
                        pending_syncs_.end());
   return completed;
 }
 
+// The handler is read on the main thread, where its owner sets and clears it.
 void TRpcHttpClient::FireEvent(const std::function<void()>& event) {
-  if (event) OnMain([&event] { event(); });
+  OnMain([&event] {
+    if (event) event();
+  });
 }
+
+// ---- the worker ---------------------------------------------------------------
 
 void TRpcHttpClient::WorkerMain() {
   for (;;) {
-    std::shared_ptr<TRpcHttpRequest> request;
-    std::string address, port;
-    int connect_timeout = 0, read_timeout = 0;
-    bool drop = false;
-    {
-      std::unique_lock lock(mutex_);
-      wake_.wait(lock, [this] { return stopping_ || !queue_.empty() || drop_connection_; });
-      if (stopping_) return;
-      drop = std::exchange(drop_connection_, false);
-      if (!queue_.empty()) request = queue_.front();
-      address = address_;
-      port = port_;
-      connect_timeout = connect_timeout_s_;
-      read_timeout = read_timeout_s_;
-    }
-    if (drop) {
-      {
-        std::lock_guard lock(impl_->client_mutex);
-        impl_->client.reset();
-      }
-      if (connected_.exchange(false)) FireEvent(OnDisconnect);
-    }
-    if (!request) continue;
-
-    // The owner is read on the main thread each time: a module that goes away
-    // there clears it, and its requests are then dropped unanswered.
-    TRpcPreparedRequest prepared;
-    if (!OnMain([&] {
-          prepared = request->Owner ? request->Owner->BeginRequest(request)
-                                    : TRpcPreparedRequest{TRpcPreparedRequest::Kind::Dropped};
-        }))
-      return;
-    {
-      std::lock_guard lock(mutex_);
-      if (stopping_) return;
-      if (prepared.What == TRpcPreparedRequest::Kind::Deferred) continue;
-      // Whatever happened meanwhile, this request leaves the queue now.
-      auto it = std::find(queue_.begin(), queue_.end(), request);
-      if (it != queue_.end()) queue_.erase(it);
-      if (prepared.What == TRpcPreparedRequest::Kind::Dropped) continue;
-      in_flight_ = request;
-    }
-
-    httplib::Client* client = nullptr;
-    {
-      std::lock_guard lock(impl_->client_mutex);
-      if (stopping_) return;  // the destructor's stop() has passed already
-      if (!impl_->client) {
-        int port_number = 80;
-        try {
-          port_number = std::stoi(port);
-        } catch (const std::exception&) {
-          port_number = 80;
-        }
-        impl_->client = std::make_unique<httplib::Client>(address, port_number);
-        impl_->client->set_keep_alive(true);
-        // Headers and body leave in separate writes; with Nagle's delay each
-        // round trip would wait for a delayed acknowledgement.
-        impl_->client->set_tcp_nodelay(true);
-        impl_->client->set_connection_timeout(connect_timeout, 0);
-        impl_->client->set_read_timeout(read_timeout, 0);
-        impl_->client->set_write_timeout(read_timeout, 0);
-      }
-      client = impl_->client.get();
-    }
-
-    httplib::Headers headers;
-    for (auto& [name, value] : prepared.Headers) headers.emplace(name, value);
-    auto result = client->Post(prepared.Target, headers, prepared.Body, std::string());
-
-    if (stopping_) return;
-    if (result) {
-      TRpcHttpResponse response;
-      response.Status = result->status;
-      response.Text = result->reason;
-      response.Body = std::move(result->body);
-      auto range = result->headers.equal_range("Set-Cookie");
-      for (auto it = range.first; it != range.second; ++it) response.SetCookies.push_back(it->second);
-      if (!connected_.exchange(true)) FireEvent(OnConnect);
-      {
-        std::lock_guard lock(mutex_);
-        in_flight_.reset();
-      }
-      if (!OnMain([&] {
-            if (request->Owner) request->Owner->DataReceived(request, response);
-          }))
-        return;
-      continue;
-    }
-
-    // No reply: the connection is gone, and the next request opens a new one.
-    const httplib::Error error = result.error();
-    {
-      std::lock_guard lock(impl_->client_mutex);
-      impl_->client.reset();
-    }
-    {
-      std::lock_guard lock(mutex_);
-      in_flight_.reset();
-    }
-    const bool was_connected = connected_.exchange(false);
-    if (error == httplib::Error::Connection) {
-      FireEvent(OnConnectFail);
-    } else if (error == httplib::Error::Write && !was_connected) {
-      FireEvent(OnConnectError);
-    } else {
-      FireEvent(OnConnectLost);
-    }
-    if (was_connected) FireEvent(OnDisconnect);
-    if (stopping_) return;
-    if (!OnMain([&] {
-          if (request->Owner) request->Owner->RequestLost(request);
-        }))
-      return;
+    Turn turn;
+    Outcome outcome = Take(turn);
+    if (outcome == Outcome::Taken) outcome = Prepare(turn);
+    if (outcome == Outcome::Prepared) outcome = Send(turn);
+    if (outcome == Outcome::Replied) outcome = Deliver(turn);
+    if (outcome == Outcome::Lost) outcome = ReportLoss(turn);
+    if (outcome == Outcome::Stop) return;
   }
+}
+
+// The request stays at the head of the queue until its owner has prepared it, so
+// that a handshake step queued meanwhile still goes ahead of it.
+TRpcHttpClient::Outcome TRpcHttpClient::Take(Turn& turn) {
+  bool was_connected = false;
+  {
+    MutexLock lock(mutex_);
+    while (!stopping_ && queue_.empty() && !drop_connection_) lock.Wait(wake_);
+    if (stopping_) return Outcome::Stop;
+    if (std::exchange(drop_connection_, false)) {
+      impl_->client.reset();
+      was_connected = std::exchange(connected_, false);
+    }
+    if (!queue_.empty()) turn.request = queue_.front();
+    turn.address = address_;
+    turn.port = port_;
+    turn.connect_timeout = connect_timeout_s_;
+    turn.read_timeout = read_timeout_s_;
+  }
+  if (was_connected) FireEvent(OnDisconnect);
+  return turn.request ? Outcome::Taken : Outcome::Done;
+}
+
+// The owner is asked on the main thread each time: a module that has gone there
+// leaves an expired handle, and its requests are then dropped unanswered.
+TRpcHttpClient::Outcome TRpcHttpClient::Prepare(Turn& turn) {
+  const bool asked = OnMain([&turn] {
+    auto owner = turn.request->Owner.lock();
+    turn.prepared = owner ? owner->BeginRequest(turn.request)
+                          : TRpcPreparedRequest{TRpcPreparedRequest::Kind::Dropped};
+  });
+  if (!asked) return Outcome::Stop;
+  MutexLock lock(mutex_);
+  if (stopping_) return Outcome::Stop;
+  if (turn.prepared.What == TRpcPreparedRequest::Kind::Deferred) return Outcome::Done;
+  // Whatever happened meanwhile, this request leaves the queue now.
+  auto it = std::find(queue_.begin(), queue_.end(), turn.request);
+  if (it != queue_.end()) queue_.erase(it);
+  if (turn.prepared.What == TRpcPreparedRequest::Kind::Dropped) return Outcome::Done;
+  in_flight_ = turn.request;
+  return Outcome::Prepared;
+}
+
+void TRpcHttpClient::OpenConnection(const Turn& turn) {
+  if (impl_->client) return;
+  int port_number = 80;
+  try {
+    port_number = std::stoi(turn.port);
+  } catch (const std::exception&) {
+    port_number = 80;
+  }
+  impl_->client = std::make_unique<httplib::Client>(turn.address, port_number);
+  impl_->client->set_keep_alive(true);
+  // Headers and body leave in separate writes; with Nagle's delay each
+  // round trip would wait for a delayed acknowledgement.
+  impl_->client->set_tcp_nodelay(true);
+  impl_->client->set_connection_timeout(turn.connect_timeout, 0);
+  impl_->client->set_read_timeout(turn.read_timeout, 0);
+  impl_->client->set_write_timeout(turn.read_timeout, 0);
+}
+
+TRpcHttpClient::Outcome TRpcHttpClient::Send(Turn& turn) {
+  httplib::Client* client = nullptr;
+  {
+    MutexLock lock(mutex_);
+    if (stopping_) return Outcome::Stop;  // the destructor's stop() has passed already
+    OpenConnection(turn);
+    client = impl_->client.get();
+  }
+
+  // Only this thread resets the connection, so the pointer stays good unlocked.
+  httplib::Headers headers;
+  for (auto& [name, value] : turn.prepared.Headers) headers.emplace(name, value);
+  auto result = client->Post(turn.prepared.Target, headers, turn.prepared.Body, std::string());
+
+  if (Stopping()) return Outcome::Stop;
+  if (!result) {
+    turn.error = result.error();
+    return Outcome::Lost;
+  }
+  TRpcHttpResponse& response = turn.response;
+  response.Status = result->status;
+  response.Text = result->reason;
+  response.Body = std::move(result->body);
+  auto range = result->headers.equal_range("Set-Cookie");
+  for (auto it = range.first; it != range.second; ++it) response.SetCookies.push_back(it->second);
+  return Outcome::Replied;
+}
+
+TRpcHttpClient::Outcome TRpcHttpClient::Deliver(Turn& turn) {
+  bool was_connected;
+  {
+    MutexLock lock(mutex_);
+    was_connected = std::exchange(connected_, true);
+  }
+  if (!was_connected) FireEvent(OnConnect);
+  {
+    MutexLock lock(mutex_);
+    in_flight_.reset();
+  }
+  const bool delivered = OnMain([&turn] {
+    if (auto owner = turn.request->Owner.lock()) owner->DataReceived(turn.request, turn.response);
+  });
+  return delivered ? Outcome::Done : Outcome::Stop;
+}
+
+// No reply: the connection is gone, and the next request opens a new one.
+TRpcHttpClient::Outcome TRpcHttpClient::ReportLoss(Turn& turn) {
+  bool was_connected;
+  {
+    MutexLock lock(mutex_);
+    impl_->client.reset();
+    in_flight_.reset();
+    was_connected = std::exchange(connected_, false);
+  }
+  if (turn.error == httplib::Error::Connection) {
+    FireEvent(OnConnectFail);
+  } else if (turn.error == httplib::Error::Write && !was_connected) {
+    FireEvent(OnConnectError);
+  } else {
+    FireEvent(OnConnectLost);
+  }
+  if (was_connected) FireEvent(OnDisconnect);
+  if (Stopping()) return Outcome::Stop;
+  const bool reported = OnMain([&turn] {
+    if (auto owner = turn.request->Owner.lock()) owner->RequestLost(turn.request);
+  });
+  return reported ? Outcome::Done : Outcome::Stop;
 }
 
 }  // namespace quillorn::transport

@@ -1,8 +1,9 @@
 #include "transport/rpc_node_pool.h"
 
 #include <cstdint>
-#include <mutex>
 #include <vector>
+
+#include "foundation/thread_annotations.h"
 
 namespace quillorn::transport {
 namespace {
@@ -54,9 +55,9 @@ struct FreeList {
 // Shared by all threads; never destroyed, so that nodes freed by static
 // destructors at exit still find it.
 struct Shared {
-  std::mutex lock;
-  std::vector<FreeList> batches[kClasses];
-  std::vector<void*> regions;
+  foundation::Mutex lock;
+  std::vector<FreeList> batches[kClasses] GUARDED_BY(lock);
+  std::vector<void*> regions GUARDED_BY(lock);
 };
 
 Shared& TheShared() {
@@ -77,7 +78,7 @@ thread_local ThreadCache t_cache;
 
 void GiveToShared(int c, const FreeList& list) noexcept {
   Shared& shared = TheShared();
-  std::lock_guard<std::mutex> guard(shared.lock);
+  foundation::MutexLock guard(shared.lock);
   try {
     shared.batches[c].push_back(list);
   } catch (...) {
@@ -105,7 +106,7 @@ void* Refill(ThreadCache& cache, int c) {
   const std::size_t size = ClassSize(c);
   {
     Shared& shared = TheShared();
-    std::lock_guard<std::mutex> guard(shared.lock);
+    foundation::MutexLock guard(shared.lock);
     auto& batches = shared.batches[c];
     if (!batches.empty()) {
       FreeList& list = cache.lists[c];
