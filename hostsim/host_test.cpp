@@ -127,10 +127,27 @@ TEST(SimHostTest, OpeningAMissingFileGivesAnEmptyDocumentAndAForeignFileRaises) 
   EXPECT_EQ(wb.Get("Worksheets").Get("Count").AsInt(), 3);
   EXPECT_TRUE(wb.Get("Saved").AsBool());
 
-  std::ofstream(dir.File("zip.docx")) << "PK\x03\x04 not ours";
-  std::ofstream(dir.File("word.xlsx")) << DocumentToJson(*NewDocumentModel(HostType::ohaWord));
-  for (const char* name : {"zip.docx", "word.xlsx"}) {
-    EXPECT_THROW(app.Get("Workbooks").Call("Open", {dir.File(name)}), platform::HostError) << name;
+  // A damaged file is refused with its name and with where and what the fault is.
+  const struct {
+    const char* name;
+    std::string text;
+    const char* says;
+  } damaged[] = {
+      {.name = "zip.xlsx", .text = "PK\x03\x04 not ours", .says = "line 1, column 1"},
+      {.name = "cut.xlsx", .text = "{\n  \"host\": \"excel\",\n  \"sheets\": [", .says = "line 3"},
+      {.name = "list.xlsx", .text = "[]", .says = "not a simulated document"},
+      {.name = "paint.xlsx", .text = R"({"host": "paint"})", .says = "unknown host \"paint\""},
+      {.name = "word.xlsx", .text = DocumentToJson(*NewDocumentModel(HostType::ohaWord)), .says = "a word document"},
+  };
+  for (const auto& d : damaged) {
+    std::ofstream(dir.File(d.name), std::ios::binary) << d.text;
+    try {
+      app.Get("Workbooks").Call("Open", {dir.File(d.name)});
+      ADD_FAILURE() << d.name << " opened";
+    } catch (const platform::HostError& e) {
+      EXPECT_NE(std::string(e.what()).find(dir.File(d.name) + ": "), std::string::npos) << e.what();
+      EXPECT_NE(std::string(e.what()).find(d.says), std::string::npos) << e.what();
+    }
   }
   EXPECT_EQ(app.Get("Workbooks").Get("Count").AsInt(), 1);
 }

@@ -8,7 +8,7 @@ declare -a want=()
 for target in "${@:-linux}"; do
   case "$target" in
     linux)   want+=(build-essential cmake ninja-build ccache zlib1g-dev libsqlite3-dev
-                    libcpp-httplib-dev libssl-dev libcli11-dev nlohmann-json3-dev libgtest-dev
+                    libcpp-httplib-dev libssl-dev libcli11-dev nlohmann-json3-dev libpng-dev libgtest-dev
                     libgmock-dev libbenchmark-dev clang python3
                     libwmf-bin fonts-urw-base35 imagemagick) ;;
     windows) want+=(g++-mingw-w64-x86-64-posix libz-mingw-w64-dev cmake ninja-build dpkg-dev) ;;

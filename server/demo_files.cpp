@@ -1,5 +1,6 @@
 #include "server/demo_files.h"
 
+#include <png.h>
 #include <zlib.h>
 
 #include <array>
@@ -14,21 +15,8 @@ std::uint32_t Crc32(std::string_view bytes) {
                                           static_cast<uInt>(bytes.size())));
 }
 
-void PutBigEndian32(std::string& out, std::uint32_t value) {
-  for (int shift = 24; shift >= 0; shift -= 8) out += static_cast<char>((value >> shift) & 0xFF);
-}
-
 void PutLittleEndian(std::string& out, std::uint32_t value, int bytes) {
   for (int i = 0; i < bytes; ++i) out += static_cast<char>((value >> (8 * i)) & 0xFF);
-}
-
-// A PNG chunk: length, type, data, and the CRC over type and data.
-void PutChunk(std::string& png, std::string_view type, std::string_view data) {
-  PutBigEndian32(png, static_cast<std::uint32_t>(data.size()));
-  std::string typed(type);
-  typed += data;
-  png += typed;
-  PutBigEndian32(png, Crc32(typed));
 }
 
 enum : unsigned char { kPaper = 0, kTeal = 1, kAmber = 2 };
@@ -117,37 +105,30 @@ std::string Zip(const std::vector<ZipEntry>& entries) {
 }  // namespace
 
 std::string DemoLogoPng() {
-  // Each row starts with filter type 0; pixels are palette indexes.
-  std::string raw;
-  raw.reserve(static_cast<std::size_t>(kDemoLogoHeight) * (kDemoLogoWidth + 1));
+  std::vector<unsigned char> pixels;
+  pixels.reserve(static_cast<std::size_t>(kDemoLogoWidth) * kDemoLogoHeight);
   for (int y = 0; y < kDemoLogoHeight; ++y) {
-    raw += '\0';
-    for (int x = 0; x < kDemoLogoWidth; ++x) raw += static_cast<char>(LogoPixel(x, y));
+    for (int x = 0; x < kDemoLogoWidth; ++x) pixels.push_back(LogoPixel(x, y));
   }
-  uLongf packedSize = compressBound(static_cast<uLong>(raw.size()));
-  std::string packed(packedSize, '\0');
-  if (compress2(reinterpret_cast<Bytef*>(packed.data()), &packedSize,
-                reinterpret_cast<const Bytef*>(raw.data()), static_cast<uLong>(raw.size()),
-                Z_BEST_COMPRESSION) != Z_OK) {
-    throw std::runtime_error("The demo logo could not be compressed.");
-  }
-  packed.resize(packedSize);
-
-  std::string header;
-  PutBigEndian32(header, kDemoLogoWidth);
-  PutBigEndian32(header, kDemoLogoHeight);
-  header += std::string{8, 3, 0, 0, 0};  // 8 bits, palette, deflate, no filter set, not interlaced
-  const std::string palette = {
-      '\xFF', '\xFF', '\xFF',  // paper
-      '\x00', '\x62', '\x6E',  // teal
-      '\xF2', '\xA9', '\x00',  // amber
+  constexpr unsigned char kPalette[] = {
+      0xFF, 0xFF, 0xFF,  // paper
+      0x00, 0x62, 0x6E,  // teal
+      0xF2, 0xA9, 0x00,  // amber
   };
-
-  std::string png = "\x89PNG\r\n\x1A\n";
-  PutChunk(png, "IHDR", header);
-  PutChunk(png, "PLTE", palette);
-  PutChunk(png, "IDAT", packed);
-  PutChunk(png, "IEND", "");
+  // libpng's simplified interface keeps its error jumps to itself: a failure is a
+  // zero return with the reason in image.message.
+  png_image image{};
+  image.version = PNG_IMAGE_VERSION;
+  image.width = kDemoLogoWidth;
+  image.height = kDemoLogoHeight;
+  image.format = PNG_FORMAT_RGB_COLORMAP;
+  image.colormap_entries = sizeof kPalette / 3;
+  png_alloc_size_t size = PNG_IMAGE_PNG_SIZE_MAX(image);
+  std::string png(size, '\0');
+  if (png_image_write_to_memory(&image, png.data(), &size, 0, pixels.data(), 0, kPalette) == 0) {
+    throw std::runtime_error(std::string("The demo logo could not be written: ") + image.message);
+  }
+  png.resize(size);
   return png;
 }
 
