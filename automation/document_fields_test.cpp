@@ -34,20 +34,13 @@ struct Fields : testing::OpenDoc {
     const auto date = [](int y, int m, int d) {
       return Variant::FromDateTime(foundation::EncodeDate(y, m, d));
     };
-    dm.docs = {{{"doc_id", I{42}},
-                {"file_type", file_type},
-                {"APPROVED_BY", I{7}},
-                {"APPROVED_DATE", date(2024, 3, 5)},
-                {"CREATED_BY", Variant::Null()},
-                {"DOC_NAME", "Cleaning rota"},
-                {"framework", I{3}},
-                {"doc_path", "Ignored\\Path"},
-                {"doc_type_id", I{11}},
-                {"FRAMEWORK_NAME", "Housekeeping"},
-                {"DOC_NO_EXT", "HK-001"},
-                {"NEXT_REVIEW", Variant::Null()},
-                {"VER", "3"},
-                {"VER_DATE", date(2023, 12, 31)}}};
+    // clang-format off
+    dm.docs = {{{"doc_id", I{42}}, {"file_type", file_type}, {"APPROVED_BY", I{7}},
+                {"APPROVED_DATE", date(2024, 3, 5)}, {"CREATED_BY", Variant::Null()}, {"DOC_NAME", "Cleaning rota"},
+                {"framework", I{3}}, {"doc_path", "Ignored\\Path"}, {"doc_type_id", I{11}},
+                {"FRAMEWORK_NAME", "Housekeeping"}, {"DOC_NO_EXT", "HK-001"}, {"NEXT_REVIEW", Variant::Null()},
+                {"VER", "3"}, {"VER_DATE", date(2023, 12, 31)}}};
+    // clang-format on
     dm.fields = {{"Review Date", Variant::Null()}, {"Owner", "Facilities"}, {"Company", "Acme Ltd"}};
     dm.users[7] = {"jbloggs", "Joe", "Bloggs"};
     dm.SetCode("REV_FIELD", "DATE_FORMAT", "dd/mm/yyyy");
@@ -205,34 +198,32 @@ TEST(UpdateDocFieldsTest, PropertyFieldsOfEveryStoryAndOfHeaderTextBoxes) {
   testing::OpenDoc w(HostType::ohaWord);
   auto& m = *w.model;
   const hostsim::FieldModel property{.code = "DOCPROPERTY \"cmsRevision\""}, page{.type = 33, .code = "PAGE"};
-  auto box = [](const std::string& text, std::vector<hostsim::FieldModel> fields) {
+  auto box = [&](const std::string& text) {
     return std::make_shared<hostsim::ShapeModel>(
-        hostsim::ShapeModel{.text = text, .fields = std::move(fields)});
+        hostsim::ShapeModel{.text = text, .fields = {property, page}});
   };
   // Three sections with primary headers in the first and third only: the chain must jump one.
   for (int i = 0; i < 2; ++i) m.sections.push_back(std::make_shared<hostsim::SectionModel>());
-  auto &header1 = m.sections[0]->headers[0], &header3 = m.sections[2]->headers[0],
-       &footer2 = m.sections[1]->footers[0];
   m.main_story.fields = {property, page};
-  header1.story.fields = {property};
-  header3.story.shapes = {box("Rev", {property, page}), box("", {property})};
-  footer2.story = {.fields = {property}, .shapes = {box("No. ", {property})}};
-  for (auto* hf : {&header1, &header3, &footer2, &m.sections[0]->footers[0]}) hf->created = true;
+  m.sections[0]->headers[0] = {.story = {.fields = {property}}, .created = true};
+  m.sections[0]->footers[0].created = true;
+  m.sections[1]->footers[0] = {.story = {.fields = {property}, .shapes = {box("No. ")}}, .created = true};
+  m.sections[2]->headers[0] = {.story = {.shapes = {box("Rev"), box("")}}, .created = true};
   m.tables_of_contents.resize(2);
   UpdateDocFields(HostType::ohaExcel, w.doc);  // in other hosts nothing
   UpdateDocFields(HostType::ohaWord, w.doc);
-  // Only property fields, and in a header's text boxes only where the box has text.
-  const std::vector<std::pair<const hostsim::FieldModel*, int>> updates = {
-      {&m.main_story.fields[0], 1},
-      {&m.main_story.fields[1], 0},
-      {&header1.story.fields[0], 1},
-      {&header3.story.shapes[0]->fields[0], 1},
-      {&header3.story.shapes[0]->fields[1], 0},
-      {&header3.story.shapes[1]->fields[0], 0},
-      {&footer2.story.fields[0], 1},
-      {&footer2.story.shapes[0]->fields[0], 1}};
-  for (std::size_t i = 0; i < updates.size(); ++i)
-    EXPECT_EQ(updates[i].first->updates, updates[i].second) << i;
+  // Only property fields: in the body, the first header, the second footer and its text box, and the
+  // third header's text boxes, of which the second has no text.
+  std::string updates;
+  const auto& header3 = m.sections[2]->headers[0].story;
+  for (const auto* fields :
+       {&m.main_story.fields, &m.sections[0]->headers[0].story.fields,
+        &m.sections[1]->footers[0].story.fields, &m.sections[1]->footers[0].story.shapes[0]->fields,
+        &header3.shapes[0]->fields, &header3.shapes[1]->fields}) {
+    for (const auto& f : *fields) updates += std::to_string(f.updates);
+    updates += " ";
+  }
+  EXPECT_EQ(updates, "10 1 1 10 10 00 ");
   EXPECT_EQ(m.tables_of_contents[0].updates + m.tables_of_contents[1].updates, 2);
 
   // A Word that has gone: between Begin and Done one trace for each story type from 1 to 17, no exception.

@@ -53,14 +53,14 @@ TEST(LogoTest, LogoShapesTakeThePlaceholderThenThePicture) {
                      p.line.dash_style, p.line.fore_tint),
             std::make_tuple(15, 0.8, true, true, 4, 0.4));
 
-  // A logo 100 by 30 arrives: the height stands, the width follows, cut (133.3), not rounded.
+  // A logo 100 by 60 arrives: the height stands, the width follows, cut (66.7), not rounded.
   const std::string file = (word.folder.Path() / "logo.png").string();
-  foundation::testing::WriteAll(file, Png(100, 30));
+  foundation::testing::WriteAll(file, Png(100, 60));
   UpdateLogo(word.doc, file);
   EXPECT_EQ(std::tie(p.text, p.width, p.height, p.line.visible, p.fill.fore_tint, p.fill.back_tint,
                      p.fill.transparency, p.fill.picture),
-            std::make_tuple(std::string(), 133.0, 40.0, false, 1.0, 1.0, 0.0, file));
-  EXPECT_EQ(body_logo->width, 83);
+            std::make_tuple(std::string(), 66.0, 40.0, false, 1.0, 1.0, 0.0, file));
+  EXPECT_EQ(body_logo->width, 41);
   EXPECT_EQ(word.ExceptionTexts(), testing::Texts{});
 }
 

@@ -83,22 +83,11 @@ Box BoxOf(const fs::path& png, const std::string& colour) {
 // drawn first, pins the frame: the word then stands where a host that honours the
 // placeable box puts it.
 Bytes WithFrame(Bytes wmf) {
-  const std::size_t behind_extent = 22 + 18 + 10 + 10;  // the headers, window origin and extent
-  const Bytes rectangle = {7,
-                           0,
-                           0,
-                           0,
-                           0x1B,
-                           0x04,
-                           wmf[behind_extent - 4],
-                           wmf[behind_extent - 3],
-                           wmf[behind_extent - 2],
-                           wmf[behind_extent - 1],
-                           0,
-                           0,
-                           0,
-                           0};  // bottom, right, top, left
-  wmf.insert(wmf.begin() + behind_extent, rectangle.begin(), rectangle.end());
+  const auto extent = wmf.begin() + 22 + 18 + 10 + 6;  // y and x of the window extent
+  Bytes rectangle = {7, 0, 0, 0, 0x1B, 0x04};          // Rectangle: bottom, right, then top and left 0
+  rectangle.insert(rectangle.end(), extent, extent + 4);
+  rectangle.resize(14);
+  wmf.insert(extent + 4, rectangle.begin(), rectangle.end());
   wmf[22 + 6] += 7;  // the size in words
   return wmf;
 }
