@@ -35,10 +35,11 @@ struct Fields : testing::OpenDoc {
       return Variant::FromDateTime(foundation::EncodeDate(y, m, d));
     };
     // clang-format off
+    const Variant null = Variant::Null();
     dm.docs = {{{"doc_id", I{42}}, {"file_type", file_type}, {"APPROVED_BY", I{7}},
-                {"APPROVED_DATE", date(2024, 3, 5)}, {"CREATED_BY", Variant::Null()}, {"DOC_NAME", "Cleaning rota"},
+                {"APPROVED_DATE", date(2024, 3, 5)}, {"CREATED_BY", null}, {"DOC_NAME", "Cleaning rota"},
                 {"framework", I{3}}, {"doc_path", "Ignored\\Path"}, {"doc_type_id", I{11}},
-                {"FRAMEWORK_NAME", "Housekeeping"}, {"DOC_NO_EXT", "HK-001"}, {"NEXT_REVIEW", Variant::Null()},
+                {"FRAMEWORK_NAME", "Housekeeping"}, {"DOC_NO_EXT", "HK-001"}, {"NEXT_REVIEW", null},
                 {"VER", "3"}, {"VER_DATE", date(2023, 12, 31)}}};
     // clang-format on
     dm.fields = {{"Review Date", Variant::Null()}, {"Owner", "Facilities"}, {"Company", "Acme Ltd"}};
@@ -142,7 +143,7 @@ TEST(SetDocFieldsTest, StoresValuesAndFailures) {
        .values = {{1, "-"}, {3, ""}, {5, "-"}, {7, ""}, {8, "1899-12-30"}}},
       {.what = "global templates ignore the path", .record = {{"framework", I{-2}}},
        .values = {{4, "QMS\\Global Templates\\"}}},
-      {.what = "an own path has no closing backslash, a missing prefix is empty", .record = {{"framework", I{-1}}},
+      {.what = "an own path: no closing backslash; no prefix row", .record = {{"framework", I{-1}}},
        .settings = {{"LOCATION_PREFIX", Variant()}}, .values = {{4, "\\Ignored\\Path"}}},
       {.what = "a record given by its id is found first", .doc_id = 43, .prepare = [](Fields& f) {
          f.dm.docs.push_back(f.dm.docs[0]);
@@ -157,13 +158,15 @@ TEST(SetDocFieldsTest, StoresValuesAndFailures) {
        .file_type = kFileTypeExcel, .remove_id = true,
        .prepare = [](Fields& f) { f.model->custom_properties = {{"cmsID", 4, "42"}}; },
        .held = {{"cmsID", ""}, {"cmsRevision", "3"}}},
-      {.what = "no date format: the user-defined fields, then the end", .settings = {{"DATE_FORMAT", Variant()}},
+      {.what = "no date format: the user-defined fields, then the end",
+       .settings = {{"DATE_FORMAT", Variant()}},
        .logged = routine, .untouched = true, .held = {{"Owner", "Facilities"}, {"cmsRevision", ""}}},
       {.what = "an unknown approver costs that field only", .record = {{"APPROVED_BY", I{8}}},
        .logged = {"Could not create control field: cmsApprovedBy"}, .values = {{0, "a"}},
        .held = {{"cmsApprovedBy", ""}, {"cmsRevisionDate", "31/12/2023"}}},
       {.what = "a workbook's record on a Word document", .file_type = kFileTypeExcel,
-       .logged = each_field("EXCEL: Could not create custom Excel field: ", "EXCEL: Could not set control field: ")},
+       .logged = each_field("EXCEL: Could not create custom Excel field: ",
+                            "EXCEL: Could not set control field: ")},
       {.what = "a presentation's record on a Word document", .file_type = kFileTypePowerPoint,
        .logged = each_field("PPT: Could not set custom field: ", "PPT: Could not set control field: ")},
       {.what = "no document: nothing", .prepare = [](Fields& f) { f.doc = Variant(platform::ObjectRef{}); },

@@ -4,6 +4,7 @@
 
 #include <functional>
 #include <string>
+#include <tuple>
 #include <vector>
 
 #include "automation/host_for_test.h"
@@ -15,6 +16,8 @@ namespace {
 using hostsim::DocumentModel;
 using testing::OpenDoc;
 using testing::Texts;
+
+constexpr char kPassword[] = "ZTRshelter";
 
 // How the document is locked: Word's protection type and password, each sheet's
 // password, the workbook's, and PowerPoint's Final.
@@ -42,19 +45,28 @@ TEST(ProtectionTest, ProtectThenUnprotect) {
        .read_only = true, .was_protected = false},
       {.what = "Word gone: READ_ONLY", .kind = HostType::ohaWord, .setup = [](OpenDoc& o) { o.Close(); },
        .read_only = true, .was_protected = true},
-      {.what = "Excel: the worksheets, then the workbook; unprotected the other way round", .kind = HostType::ohaExcel,
-       .setup = [](OpenDoc& o) { o.model->sheets[1]->is_chart = true, ProtectDocument(HostType::ohaExcel, o.doc); },
+      {.what = "Excel: worksheets, then the workbook; unprotected the other way round",
+       .kind = HostType::ohaExcel,
+       .setup = [](OpenDoc& o) {
+         o.model->sheets[1]->is_chart = true;  // no worksheet
+         ProtectDocument(o.model->host, o.doc);
+       },
        .locked = "ZTRshelter - ZTRshelter workbook ZTRshelter", .was_protected = true, .unlocked = "- - - "},
       {.what = "Excel sheets only: false, the sheets unprotected all the same", .kind = HostType::ohaExcel,
-       .setup = [](OpenDoc& o) { for (auto& s : o.model->sheets) s->protected_ = true, s->password = "ZTRshelter"; },
-       .locked = "ZTRshelter ZTRshelter ZTRshelter ", .read_only = true, .was_protected = false, .unlocked = "- - - "},
-      {.what = "Excel workbook under another password: the sheets, taken after it, stay", .kind = HostType::ohaExcel,
-       .setup = [](OpenDoc& o) { ProtectDocument(HostType::ohaExcel, o.doc), o.model->workbook_password = "x"; },
+       .setup = [](OpenDoc& o) {
+         for (auto& s : o.model->sheets) s->protected_ = true, s->password = kPassword;
+       },
+       .locked = "ZTRshelter ZTRshelter ZTRshelter ", .read_only = true, .was_protected = false,
+       .unlocked = "- - - "},
+      {.what = "Excel workbook under another password: the sheets, taken after it, stay",
+       .kind = HostType::ohaExcel,
+       .setup = [](OpenDoc& o) { ProtectDocument(o.host->Kind(), o.doc), o.model->workbook_password = "x"; },
        .locked = "ZTRshelter ZTRshelter ZTRshelter workbook x", .was_protected = true,
        .unlocked = "ZTRshelter ZTRshelter ZTRshelter workbook x"},
       {.what = "PowerPoint: Final, which says nothing of READ_ONLY", .kind = HostType::ohaPowerPoint,
        .locked = "final", .was_protected = false},
-      {.what = "Publisher: READ_ONLY", .kind = HostType::ohaPublisher, .read_only = true, .was_protected = true},
+      {.what = "Publisher: READ_ONLY", .kind = HostType::ohaPublisher, .read_only = true,
+       .was_protected = true},
   };
   // clang-format on
   for (const auto& c : cases) {
@@ -74,13 +86,14 @@ TEST(ProtectionTest, ProtectThenUnprotect) {
 
 TEST(TrackChangesTest, WordOnlyAndItsFailuresLogged) {
   OpenDoc word(HostType::ohaWord);
-  word.model->revisions_view = 1;
+  auto& m = *word.model;
+  m.revisions_view = 1;
   EnableTrackChanges(HostType::ohaWord, word.doc);
+  const bool enabled = m.track_revisions;
   HideTrackingChanges(HostType::ohaWord, word.doc);
-  EXPECT_TRUE(word.model->track_revisions);
-  EXPECT_FALSE(word.model->show_revisions_and_comments || word.model->revisions_view != 0);
   DisableTrackChanges(HostType::ohaWord, word.doc);
-  EXPECT_FALSE(word.model->track_revisions);
+  EXPECT_EQ(std::tie(enabled, m.track_revisions, m.show_revisions_and_comments, m.revisions_view),
+            std::make_tuple(true, false, false, 0));
   word.Close();
   for (auto routine : {EnableTrackChanges, DisableTrackChanges, HideTrackingChanges}) {
     routine(HostType::ohaExcel, word.doc);  // no call at all in other hosts; any would raise now

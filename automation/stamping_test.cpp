@@ -35,8 +35,9 @@ TEST(StampTextTest, FirstRuleThatAppliesDecides) {
       {.status = "N", .current = false, .latest = false, .expected = "SUPERSEDED"},
       {.status = "N", .current = false, .expected = "DRAFT"}, {.status = "P", .expected = "DRAFT"},
       {.status = "W", .expected = "NOT APPROVED"}, {.status = "D", .expected = "DELETED"},
-      {.status = "!", .expected = "OUT OF DATE"}, {.status = "", .expected = ""},  // "" is no letter of "ECNP"
-      // Checked out is a draft whatever the record says; a controlled call that is no print takes any stamp off.
+      {.status = "!", .expected = "OUT OF DATE"}, {.status = "", .expected = ""},  // "" is not in "ECNP"
+      // Checked out is a draft whatever the record says; a controlled call that is no print takes
+      // any stamp off.
       {.status = "D", .current = false, .latest = false, .checked_out = true, .expected = "DRAFT"},
       {.status = "W", .current = false, .checked_out = true, .controlled = true, .expected = ""},
   };

@@ -179,6 +179,7 @@ TEST(ApplyTemplateHeaderFooterTest, EachBlockLogsItsStepAndTheNextGoesOn) {
   const std::string proc = "\"proc: ApplyTemplateHeaderFooter\"";
   const std::string tail = " with Call was rejected by callee. " + proc;
   const std::string paste = ".Item(wdHeaderFooterFirstPage).Range.PasteAndFormat(wdFormatOriginalFormatting)";
+  const std::string copy = ".Item(wdHeaderFooterFirstPage).Range.Copy";
   struct Case {
     testing::Fault fault;
     std::string logged;  // empty: nothing
@@ -186,9 +187,10 @@ TEST(ApplyTemplateHeaderFooterTest, EachBlockLogsItsStepAndTheNextGoesOn) {
   };
   // clang-format off
   const std::vector<Case> cases = {
-      {.fault = {"Duplicate"}, .logged = "wdHeaderFooterFirstPage=> Headers.Item(wdHeaderFooterFirstPage).Range.Copy" + tail,
+      {.fault = {"Duplicate"}, .logged = "wdHeaderFooterFirstPage=> Headers" + copy + tail,
        .check = [](Desk& d) {
-         EXPECT_EQ(d.Section(1).headers[1].story.text + d.Section(1).headers[0].story.text, "own first\rT1 primary header\r");
+         EXPECT_EQ(d.Section(1).headers[1].story.text + d.Section(1).headers[0].story.text,
+                   "own first\rT1 primary header\r");
        }},
       {.fault = {"FormattedText"}, .logged = "wdHeaderFooterFirstPage=> Headers" + paste + tail},
       {.fault = {"LinkToPrevious"}, .logged = tail},  // between the steps
@@ -240,11 +242,13 @@ TEST(ApplyTemplateCommandTest, FlowsAndMerges) {
   // clang-format off
   const std::vector<Case> cases = {
       {.what = "not cached and offline: a warning, nothing else", .cached = false,
-       .message = "You need to be online to retrieve the template from the server!", .message_kind = K::Warning,
+       .message = "You need to be online to retrieve the template from the server!",
+       .message_kind = K::Warning,
        .state = untouched},
       {.what = "not cached but online: applied; lower-case y is no, the final view again", .cached = false,
        .online = true, .keep = "y", .recorded = true, .status = applying,
-       .state = "header T1, top 10, tracking 1, marks shown 0, saved 1, styles, field updates 1, open 1, copies left 0"},
+       .state = "header T1, top 10, tracking 1, marks shown 0, saved 1, styles, field updates 1, open 1, "
+                "copies left 0"},
       {.what = "Y keeps the margins; the original view; styles taken twice", .keep = "Y", .old_view = 1,
        .boxes = {{"oStyles", "True"}}, .recorded = true, .status = applying,
        .state = "header T1, top 72, tracking 1, marks shown 1, saved 1, styles cms9_0.dotx cms9_0.dotx, "
@@ -260,12 +264,13 @@ TEST(ApplyTemplateCommandTest, FlowsAndMerges) {
        .state = untouched},
       // The styles copy can't be saved where a folder of its name stands; Word keeps the copy open.
       {.what = "the styles fail, the merge goes on", .boxes = {{"oStyles", "True"}},
-       .prepare = [](Desk& d) { d.on_fetch = [&d] { fs::create_directory(d.folder.Path() / "cms9_0.dotx"); }; },
-       .logged = {"\"proc: ApplyTemplateSytles\""}, .recorded = true,
-       .state = "header T1, top 10, tracking 1, marks shown 0, saved 1, styles, field updates 1, open 2, copies left 0"},
+       .prepare = [](Desk& d) { fs::create_directory(d.folder.Path() / "cms9_0.dotx"); },
+       .logged = {"\"proc: ApplyTemplateSytles\""}, .recorded = true, .status = applying,
+       .state = "header T1, top 10, tracking 1, marks shown 0, saved 1, styles, field updates 1, open 2, "
+                "copies left 0"},
       {.what = "PowerPoint: no dialog, its copy stays", .kind = HostType::ohaPowerPoint, .recorded = true,
        .status = "|1", .state = "template cms9_0, copies left 1"},
-      {.what = "PowerPoint without a file", .kind = HostType::ohaPowerPoint, .stored = false, .message = problem,
+      {.what = "PowerPoint, no file", .kind = HostType::ohaPowerPoint, .stored = false, .message = problem,
        .status = "|1", .state = "template , copies left 0"},
       {.what = "PowerPoint gone", .kind = HostType::ohaPowerPoint, .prepare = [](Desk& d) { d.host->Quit(); },
        .message = problem, .logged = {"\"proc: MergeActiveppDocumentWithTemplate\""}, .status = "|1",
