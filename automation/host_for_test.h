@@ -88,15 +88,18 @@ class FaultyObject : public platform::AutomationObject {
                          : v;
   }
   Variant GetProperty(std::string_view name, std::span<const Variant> args) override {
-    return Check(name), Wrap(inner_->GetProperty(name, args), fault_);
+    Check(name);
+    return Wrap(inner_->GetProperty(name, args), fault_);
   }
   Variant CallMethod(std::string_view name, std::span<const Variant> args) override {
-    return Check(name), Wrap(inner_->CallMethod(name, args), fault_);
+    Check(name);
+    return Wrap(inner_->CallMethod(name, args), fault_);
   }
   // A value fetched through the wrapper goes back to the host as the host's own object.
   void PutProperty(std::string_view name, std::span<const Variant> args, const Variant& value) override {
     auto* wrapped = value.HasObject() ? dynamic_cast<FaultyObject*>(value.AsObject().get()) : nullptr;
-    Check(name), inner_->PutProperty(name, args, wrapped ? Variant(wrapped->inner_) : value);
+    Check(name);
+    inner_->PutProperty(name, args, wrapped ? Variant(wrapped->inner_) : value);
   }
 
  private:
