@@ -4,14 +4,13 @@
 // its own with sim::Simulation.
 #include <gtest/gtest.h>
 
+#include <algorithm>
 #include <cstdint>
 #include <filesystem>
 #include <functional>
-#include <algorithm>
 #include <memory>
 #include <optional>
 #include <string>
-#include <vector>
 
 #include "addin/addin_module.h"
 #include "addin/module_site.h"
