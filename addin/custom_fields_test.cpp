@@ -37,6 +37,7 @@ TEST(PopulateCustomFields, OneButtonPerRowInTableOrderEachTimeFromOne) {
   PopulateCustomFields(s, tblDocFields);
   PopulateCustomFields(s, tblDocFields);
   EXPECT_EQ(Captions(s), (std::vector<std::string>{"qlCustomField1=Department", "qlCustomField2=Owner"}));
+  EXPECT_EQ(s.FindById("qlCustomField")->controls[1].handler, "InsertCustomFieldClick");
   EXPECT_TRUE(tblDocFields.Eof());
 
   s.FindById("qlCustomField")->type = ControlType::Button;

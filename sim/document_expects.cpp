@@ -3,6 +3,7 @@
 // the prompts shown, whether a host still runs) and on the server's tables.
 #include "addin/addin_module.h"
 #include "addin/command_surface.h"
+#include "addin/pane_manager.h"
 #include "platform/scripted_prompts.h"
 #include <charconv>
 #include <filesystem>
@@ -94,15 +95,27 @@ bool ScenarioRunner::ExpectMore(const ScenarioStep& step) {
     if (got != want) Failed("expected " + step.words[2].text + " to be " + what + ", but it is not");
     Say("As expected, " + step.words[2].text + " is " + what + ".");
   } else if (Is(step, 1, "pane")) {
-    ExpectCount(step, 4, "expect pane HOST shown|hidden");
-    const bool want = Flag(step, 3, "shown", "hidden", "expect pane HOST shown|hidden");
+    const char* usage = "expect pane HOST shown [DOC_ID]|hidden";
+    if (step.words.size() != 4 && step.words.size() != 5) BadScript(std::string("usage: ") + usage);
+    const bool want = Flag(step, 3, "shown", "hidden", usage);
+    if (step.words.size() == 5 && !want) BadScript(std::string("usage: ") + usage);
     const std::string name = foundation::LowerCase(step.words[2].text);
-    const auto shown = PaneShown(sim_.Instance(name));
+    SimInstance& instance = sim_.Instance(name);
+    const auto shown = PaneShown(instance);
     if (shown.value_or(false) != want) {
       Failed("expected " + name + "'s Quillorn pane to be " + (want ? "shown" : "hidden") + ", but it " +
              (shown ? (*shown ? "is shown" : "is hidden") : "was never made"));
     }
-    Say("As expected, " + name + "'s Quillorn pane is " + (want ? "shown." : "hidden."));
+    std::string docText;
+    if (step.words.size() == 5) {
+      // The document the pane's toolbox shows.
+      docText = std::to_string(instance.Module().Panes()->DocId(0));
+      if (docText != step.words[4].text) {
+        Failed("expected " + name + "'s Quillorn pane to show document " + step.words[4].text + ", but it shows " + docText);
+      }
+      docText = " for document " + docText;
+    }
+    Say("As expected, " + name + "'s Quillorn pane is " + (want ? "shown" + docText + "." : "hidden."));
   } else if (Is(step, 1, "ribbon")) {
     const char* usage = "expect ribbon HOST CONTROL enabled|disabled|visible|hidden";
     ExpectCount(step, 5, usage);

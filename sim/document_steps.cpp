@@ -6,6 +6,7 @@
 #include <filesystem>
 
 #include "addin/addin_module.h"
+#include "addin/command_surface.h"
 #include "addin/pane_manager.h"
 #include "foundation/paths.h"
 #include "hostsim/hosts.h"
@@ -278,6 +279,55 @@ void ScenarioRunner::Save(const ScenarioStep& step) {
   sim_.Settle();
   ReportChanges(before);
   Say(std::string("  ") + name + (open.doc->saved ? " counts as saved." : " still has unsaved changes."));
+}
+
+void ScenarioRunner::SaveAs(const ScenarioStep& step) {
+  ExpectCount(step, 3, "save-as FILE \"NAME\"");
+  const OpenDocument open = FindOpen(step.words[1].text);
+  const std::string name = NameOf(open.doc->full_name);
+  if (open.instance->Host().Active() != open.doc) Failed(name + " is not the active document; activate it first");
+  // A plain name lands beside the document, as the host's dialog offers.
+  const std::string& given = step.words[2].text;
+  const std::string target =
+      given.find_first_of("/\\") == std::string::npos ? hostsim::FolderOf(open.doc->full_name) + "/" + given : FilePath(given);
+  DeliverAnswers(*open.instance);
+  Say("The user saves " + Quote(name) + " as " + Quote(NameOf(target)) + " with " + open.instance->Name() +
+      "'s own Save As.");
+  bool saved = false;
+  try {
+    saved = open.instance->SaveAs(open.doc, target);
+  } catch (const hostsim::HostError& e) {
+    Say("  " + open.instance->Name() + " refuses the save: " + e.what());
+  }
+  sim_.Settle();
+  Say(saved ? "  It is saved as " + Quote(NameOf(target)) + "." : "  The Save As is cancelled: " + Quote(name) + " keeps its name.");
+}
+
+void ScenarioRunner::Print(const ScenarioStep& step) {
+  ExpectCount(step, 2, "print FILE");
+  const OpenDocument open = FindOpen(step.words[1].text);
+  DeliverAnswers(*open.instance);
+  const bool printed = open.instance->Print(open.doc);
+  sim_.Settle();
+  Say("The user prints " + Quote(NameOf(open.doc->full_name)) + " in " + open.instance->Name() +
+      (printed ? ": it goes to the printer." : ": the add-in stops the print."));
+}
+
+void ScenarioRunner::Click(const ScenarioStep& step) {
+  ExpectCount(step, 3, "click HOST CONTROL");
+  SimInstance& instance = sim_.Instance(foundation::LowerCase(step.words[1].text));
+  addin::CommandSurface& surface = instance.Module().Surface();
+  addin::Control* control = surface.FindComponent(step.words[2].text);
+  if (control == nullptr) control = FindControl(surface, step.words[2].text);
+  if (control == nullptr) Failed(instance.Name() + " has no command " + Quote(step.words[2].text));
+  DeliverAnswers(instance);
+  bool cancel = false;
+  const bool bound = instance.Click(*control, cancel);
+  sim_.Settle();
+  // The host's own command that follows is not simulated.
+  Say("The user clicks " + Quote(step.words[2].text) + " in " + instance.Name() + ": " +
+      (!bound ? "the add-in has no handler for it." : cancel ? "the add-in takes the command over." :
+                                                               "the add-in lets the host's own command go on."));
 }
 
 void ScenarioRunner::Close(const ScenarioStep& step) {

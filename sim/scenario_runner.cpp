@@ -152,6 +152,25 @@ void ScenarioRunner::Execute(const ScenarioStep& step) {
     Edit(step);
   } else if (command == "save") {
     Save(step);
+  } else if (command == "save-as") {
+    SaveAs(step);
+  } else if (command == "print") {
+    Print(step);
+  } else if (command == "click") {
+    Click(step);
+  } else if (command == "new") {
+    ExpectCount(step, 2, "new HOST");
+    SimInstance& instance = sim_.Instance(foundation::LowerCase(step.words[1].text));
+    DeliverAnswers(instance);
+    const auto doc = instance.New();
+    sim_.Settle();
+    Say("The user starts a new document in " + instance.Name() + ": " + Quote(doc->untitled_name) + ".");
+  } else if (command == "pane") {
+    ExpectCount(step, 3, "pane HOST not-ready");
+    if (!Is(step, 2, "not-ready")) BadScript("usage: pane HOST not-ready");
+    SimInstance& instance = sim_.Instance(foundation::LowerCase(step.words[1].text));
+    instance.PaneNotReady(2);
+    Say(instance.Name() + "'s pane window is still being built: the next show and the document it is told are refused.");
   } else if (command == "close") {
     Close(step);
   } else if (command == "kill") {
@@ -207,18 +226,27 @@ void ScenarioRunner::Server(const ScenarioStep& step) {
 }
 
 void ScenarioRunner::Host(const ScenarioStep& step) {
-  const char* usage = "host word|excel|powerpoint|publisher [version V]";
-  if (step.words.size() != 2 && step.words.size() != 4) BadScript(std::string("usage: ") + usage);
+  const char* usage = "host word|excel|powerpoint|publisher [version V] [with FILE]";
+  if (step.words.size() < 2) BadScript(std::string("usage: ") + usage);
   const auto kind = hostsim::HostKindFromName(Word(step, 1, "host kind"));
   if (!kind || step.words[1].quoted) BadScript("unknown host " + step.words[1].text + "; " + usage);
   std::string version = "16.0";
-  if (step.words.size() == 4) {
-    if (!Is(step, 2, "version")) BadScript(std::string("usage: ") + usage);
-    version = step.words[3].text;
+  std::string startFile;
+  for (std::size_t i = 2; i < step.words.size(); i += 2) {
+    if (i + 1 >= step.words.size()) BadScript(std::string("usage: ") + usage);
+    if (Is(step, i, "version")) {
+      version = step.words[i + 1].text;
+    } else if (Is(step, i, "with")) {
+      startFile = FilePath(step.words[i + 1].text);
+    } else {
+      BadScript(std::string("usage: ") + usage);
+    }
   }
-  SimInstance& instance = sim_.StartHost(*kind, version);
+  SimInstance& instance = sim_.StartHost(*kind, version, startFile);
   if (instance.Loaded()) sessions_[instance.Name()] = instance.SessionId();
-  std::string text = HostTitle(*kind) + " " + version + " starts as '" + instance.Name() + "' and loads the add-in";
+  std::string text = HostTitle(*kind) + " " + version + " starts as '" + instance.Name() + "'" +
+                     (startFile.empty() ? "" : " with " + Quote(hostsim::FileNameOf(startFile)) + " open") +
+                     " and loads the add-in";
   if (instance.Loaded()) {
     text += ": session " + std::to_string(instance.SessionId()) + ", Office " +
             std::to_string(instance.OfficeVersion());

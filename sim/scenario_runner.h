@@ -54,6 +54,9 @@ class ScenarioRunner {
   void Activate(const ScenarioStep& step);
   void Edit(const ScenarioStep& step);
   void Save(const ScenarioStep& step);
+  void SaveAs(const ScenarioStep& step);
+  void Print(const ScenarioStep& step);
+  void Click(const ScenarioStep& step);
   void Close(const ScenarioStep& step);
   void Kill(const ScenarioStep& step);
   void Answer(const ScenarioStep& step);

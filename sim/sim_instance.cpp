@@ -1,6 +1,9 @@
 #include "sim/sim_instance.h"
 
+#include <cstdint>
 #include <stdexcept>
+#include <string>
+#include <string_view>
 #include <utility>
 
 #include "addin/addin_module.h"
@@ -24,13 +27,45 @@ std::string ExecutableOf(platform::HostType kind) {
   return "HOST.EXE";
 }
 
+// The framework's panes, which refuse while the host still builds a pane's window.
+class SimPanes final : public addin::PaneManager {
+ public:
+  int ItemCount() const override { return panes_.ItemCount(); }
+  int AddItem(std::string_view className, int position, bool enabled) override {
+    return panes_.AddItem(className, position, enabled);
+  }
+  std::string Caption(int item) const override { return panes_.Caption(item); }
+  void SetCaption(int item, std::string_view caption) override { panes_.SetCaption(item, caption); }
+  bool Visible(int item) const override { return panes_.Visible(item); }
+  void ShowTaskPane(int item) override {
+    RefuseWhileNotReady();
+    panes_.ShowTaskPane(item);
+  }
+  void Hide(int item) override { panes_.Hide(item); }
+  void SetDocId(int item, std::int64_t docId) override {
+    RefuseWhileNotReady();
+    panes_.SetDocId(item, docId);
+  }
+  std::int64_t DocId(int item) const override { return panes_.DocId(item); }
+
+  int refusals = 0;
+
+ private:
+  void RefuseWhileNotReady() {
+    if (refusals == 0) return;
+    --refusals;
+    throw std::runtime_error("the pane's window is not ready");
+  }
+  addin::InMemoryPaneManager panes_;
+};
+
 }  // namespace
 
 // What the framework gives the module in a host process: no prompt is scripted,
 // so one that comes stops the step with its text.
 struct SimInstance::AddIn {
   platform::ScriptedPrompts prompts;
-  addin::InMemoryPaneManager panes;
+  SimPanes panes;
   std::unique_ptr<addin::TAddInModule> module;
   // Declared after the module: disconnected before it goes.
   std::unique_ptr<HostSinks> sinks;
@@ -123,6 +158,12 @@ std::shared_ptr<hostsim::DocumentModel> SimInstance::Find(const std::string& pat
   return nullptr;
 }
 
+std::shared_ptr<hostsim::DocumentModel> SimInstance::New() {
+  std::shared_ptr<hostsim::DocumentModel> doc;
+  loop_.RunAs([&] { doc = host_->Add(); });
+  return doc;
+}
+
 void SimInstance::Activate(const std::shared_ptr<hostsim::DocumentModel>& doc) {
   loop_.RunAs([&] { host_->Activate(doc); });
 }
@@ -141,10 +182,34 @@ void SimInstance::SaveShortcut() {
   loop_.RunAs([&] { module.RunEvent([&] { module.FileSaveShortcutAction(); }); });
 }
 
+bool SimInstance::SaveAs(const std::shared_ptr<hostsim::DocumentModel>& doc, const std::string& path) {
+  bool saved = false;
+  loop_.RunAs([&] { saved = host_->SaveAs(doc, path); });
+  return saved;
+}
+
+bool SimInstance::Print(const std::shared_ptr<hostsim::DocumentModel>& doc) {
+  bool printed = false;
+  loop_.RunAs([&] { printed = host_->Print(doc); });
+  return printed;
+}
+
+bool SimInstance::Click(addin::Control& control, bool& cancel) {
+  addin::TAddInModule& module = Module();
+  bool bound = false;
+  loop_.RunAs([&] { bound = module.Surface().Click(control, cancel); });
+  return bound;
+}
+
 bool SimInstance::Close(const std::shared_ptr<hostsim::DocumentModel>& doc) {
   bool closed = false;
   loop_.RunAs([&] { closed = host_->Close(doc, false); });
   return closed;
+}
+
+void SimInstance::PaneNotReady(int refusals) {
+  if (!addin_) throw std::logic_error(setup_.name + " has no add-in loaded");
+  addin_->panes.refusals = refusals;
 }
 
 platform::ScriptedPrompts& SimInstance::Prompts() {

@@ -23,6 +23,7 @@
 
 namespace quillorn::addin {
 class TAddInModule;
+struct Control;
 }
 namespace quillorn::data {
 class Tdm;
@@ -81,11 +82,26 @@ class SimInstance {
   // intercept first and, unless it cancelled, the host's own save.
   std::shared_ptr<hostsim::DocumentModel> Open(const std::string& path, bool readOnly);
   std::shared_ptr<hostsim::DocumentModel> Find(const std::string& path) const;
+  // A new, untitled document (the host's File, New).
+  std::shared_ptr<hostsim::DocumentModel> New();
   void Activate(const std::shared_ptr<hostsim::DocumentModel>& doc);
   void Save(const std::shared_ptr<hostsim::DocumentModel>& doc);
   // Ctrl+S, which the add-in's shortcut swallows and handles itself.
   void SaveShortcut();
+  // The host's own Save As (F12): its before-save event with SaveAsUI, which the
+  // add-in may cancel; true when the file was written under `path`.
+  bool SaveAs(const std::shared_ptr<hostsim::DocumentModel>& doc, const std::string& path);
   bool Close(const std::shared_ptr<hostsim::DocumentModel>& doc);
+  // The host's print of the document, its print events first; false when cancelled.
+  bool Print(const std::shared_ptr<hostsim::DocumentModel>& doc);
+  // A click on a command of the add-in's surface, as the framework hands it on:
+  // false when the add-in has no handler for it; `cancel` true when the add-in
+  // took the command over and the host's own must not run.
+  bool Click(addin::Control& control, bool& cancel);
+
+  // The host's pane window is still being built: the next `refusals` calls that
+  // show a pane or tell it its document are refused, as Excel's may be.
+  void PaneNotReady(int refusals);
 
   // The prompts of this process: answers are queued here, what was shown is read here.
   platform::ScriptedPrompts& Prompts();

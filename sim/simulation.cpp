@@ -262,7 +262,7 @@ void Simulation::WriteSetting(const std::string& section, const std::string& key
 
 void Simulation::SetEnvironment(const std::string& name, const std::string& value) { environment_[name] = value; }
 
-SimInstance& Simulation::StartHost(platform::HostType kind, const std::string& version) {
+SimInstance& Simulation::StartHost(platform::HostType kind, const std::string& version, const std::string& startFile) {
   FixPort();
   // The desktop program has made the cache before it has any host open a file.
   WithCache([](data::Database&) { return 0; });
@@ -279,6 +279,9 @@ SimInstance& Simulation::StartHost(platform::HostType kind, const std::string& v
                                                 loop_, clock_, *logs_);
   SimInstance& started = *instance;
   instances_.emplace(name, std::move(instance));
+  if (!startFile.empty() && !started.Open(startFile, false)) {
+    throw SimulationError(name + " could not open " + startFile + " at its start");
+  }
   started.Load();
   Settle();
   return started;

@@ -91,8 +91,10 @@ class Simulation {
   void SetEnvironment(const std::string& name, const std::string& value);
 
   // Starts the host application and loads an add-in into it; returns its name
-  // ("word", then "word2" for a second Word ...).
-  SimInstance& StartHost(platform::HostType kind, const std::string& version);
+  // ("word", then "word2" for a second Word ...). With `startFile` the host is
+  // started with that file, open before its add-in loads: no event tells the
+  // add-in of it.
+  SimInstance& StartHost(platform::HostType kind, const std::string& version, const std::string& startFile = {});
   void QuitHost(const std::string& name);
   // The host process ends at once: no shutdown callback runs, nothing is
   // released, what the add-in had not yet written is lost.
