@@ -54,17 +54,6 @@ WORKFLOW_DATA_HEADERS = {
     "data/table.h",
 }
 
-# Workflow's own tests while they still build a whole data module; they are on
-# their way to tests/, over the simulator. An entry whose file is gone fails the
-# check, so that the list is emptied as they go.
-MOVING_WORKFLOW_TESTS = {
-    "workflow/document_close_test.cpp",
-    "workflow/document_save_test.cpp",
-    "workflow/document_tracking_test.cpp",
-    "workflow/files_refresh_test.cpp",
-    "workflow/workflow_fixture_for_test.h",
-}
-
 SOURCE_EXTENSIONS = (".c", ".cc", ".cpp", ".h", ".hpp", ".inl")
 INCLUDE = re.compile(r'^\s*#\s*include\s*"([^"/]+)/([^"]+)"')
 
@@ -100,9 +89,7 @@ def source_files(root):
 def check(root):
     known = set(ALL_LAYERED) | set(STANDING_APART) | EVERYTHING
     problems = []
-    seen = set()
     for rel in source_files(root):
-        seen.add(rel)
         part = rel.split("/", 1)[0]
         if part not in known:
             problems.append(f"{rel}:1: [no layer] {part}/ has no place in the layer table of this script")
@@ -115,23 +102,17 @@ def check(root):
                 if not m or m.group(1) not in known:
                     continue
                 target, header = m.group(1), f"{m.group(1)}/{m.group(2)}"
-                if rel in MOVING_WORKFLOW_TESTS:
-                    continue
                 if allowed is not None and target not in allowed and not (test and target in TEST_EXTRAS):
                     problems.append(f"{rel}:{number}: [layers] {part}/ may not include {target}/: {header}")
                 elif part == "workflow" and target == "data" and header not in WORKFLOW_DATA_HEADERS:
                     problems.append(f"{rel}:{number}: [workflow data] {header} is not in WORKFLOW_DATA_HEADERS: "
                                     f"the document routines reach the data module through their site")
-    for rel in sorted(MOVING_WORKFLOW_TESTS - seen):
-        problems.append(f"{rel}:1: [workflow data] is gone: take it out of MOVING_WORKFLOW_TESTS")
-    return problems, sorted(MOVING_WORKFLOW_TESTS & seen)
+    return problems
 
 
 def main():
     root = sys.argv[1] if len(sys.argv) > 1 else os.path.dirname(os.path.dirname(os.path.abspath(__file__)))
-    problems, excepted = check(root)
-    for rel in excepted:
-        print(f"include-layers: not yet checked, on its way to tests/ (MOVING_WORKFLOW_TESTS): {rel}")
+    problems = check(root)
     for problem in problems:
         print(problem)
     print(f"include-layers: {len(problems)} violation(s)")
