@@ -1,7 +1,9 @@
 #include "automation/document_fields.h"
 
 #include <exception>
+#include <optional>
 #include <string>
+#include <utility>
 #include <vector>
 
 #include "automation/doc_properties.h"
@@ -31,20 +33,103 @@ std::string WithoutBlanks(const std::string& s) {
   return out;
 }
 
-// Sets the text of every shape called `name` on every slide. One name may feed
-// many shapes; a missing shape is no change. Bounds are read before each loop.
-void SetShapeTextOnEverySlide(const Variant& presentation, std::string_view name, const Variant& text) {
-  Variant slides = presentation.Get("Slides");
-  const I slide_count = slides.Get("Count").AsInt();
-  for (I s = 1; s <= slide_count; ++s) {
-    Variant shapes = slides.Get("Item", {s}).Get("Shapes");
-    const I shape_count = shapes.Get("Count").AsInt();
-    for (I i = 1; i <= shape_count; ++i) {
-      Variant shape = shapes.Get("Item", {i});
-      if (shape.Get("Name").AsString() == name) shape.Get("TextFrame").Get("TextRange").Put("Text", text);
+// The shapes of one presentation with their names, in the order a walk of all
+// slides and their shapes meets them, read once per run instead of once per
+// field: against a real PowerPoint every read is a round trip to another
+// process. The run writes texts only, never names or slides, so what was read
+// stays true for the whole run. Where a read fails, the walk is taken up again
+// at that point by the next field that gets there, so each field meets a
+// failure, or does not, as a walk of its own would have.
+class ShapeNames {
+ public:
+  explicit ShapeNames(Variant presentation) : presentation_(std::move(presentation)) {}
+
+  // Sets the text of every shape called `name`; one name may feed many shapes,
+  // none is no change. The first failure ends it and goes to the caller.
+  void SetText(std::string_view name, const Variant& text) {
+    for (std::size_t at = 0; at < shapes_.size() || ReadNext(); ++at) {
+      if (shapes_[at].first == name) shapes_[at].second.Get("TextFrame").Get("TextRange").Put("Text", text);
     }
   }
+
+ private:
+  // Reads the next shape and its name; false once every slide is done. The
+  // place in the walk moves only past what was read without a failure.
+  bool ReadNext() {
+    if (done_) return false;
+    if (slides_.IsEmpty()) {
+      Variant slides = presentation_.Get("Slides");
+      slide_count_ = slides.Get("Count").AsInt();
+      slides_ = std::move(slides);
+    }
+    while (shape_ >= shape_count_) {
+      if (slide_ >= slide_count_) {
+        done_ = true;
+        return false;
+      }
+      Variant shapes = slides_.Get("Item", {slide_ + 1}).Get("Shapes");
+      shape_count_ = shapes.Get("Count").AsInt();
+      slide_shapes_ = std::move(shapes);
+      ++slide_;
+      shape_ = 0;
+    }
+    Variant shape = slide_shapes_.Get("Item", {shape_ + 1});
+    shapes_.emplace_back(shape.Get("Name").AsString(), std::move(shape));
+    ++shape_;
+    return true;
+  }
+
+  Variant presentation_;
+  Variant slides_;  // Empty until read
+  I slide_count_ = 0;
+  I slide_ = 0;  // slides whose shape list has been fetched
+  Variant slide_shapes_;
+  I shape_count_ = 0;
+  I shape_ = 0;  // shapes of the current slide read so far
+  bool done_ = false;
+  std::vector<std::pair<std::string, Variant>> shapes_;
+};
+
+// Two handles on one presentation: COM gives a new one on every fetch, so they
+// are told apart by name, which PowerPoint keeps unique among open
+// presentations (an unsaved one is "Presentation2"). A name that cannot be read
+// counts as another presentation: that costs a walk of its own, never a write
+// in the wrong place.
+bool SamePresentation(const Variant& a, const Variant& b) {
+  try {
+    return a.Get("FullName").AsString() == b.Get("FullName").AsString();
+  } catch (const std::exception&) {
+    return false;
+  }
 }
+
+// User-defined fields go to the document, control fields to the active
+// presentation; when that is the document, both share one walk.
+class PresentationShapes {
+ public:
+  PresentationShapes(const Variant& Doc, const Variant& application) : Doc_(Doc), application_(application) {}
+
+  ShapeNames& OfDoc() {
+    if (!doc_) doc_.emplace(Doc_);
+    return *doc_;
+  }
+  // Asks for the active presentation until that succeeds; a failure goes to
+  // the caller each time, as it did for every control field.
+  ShapeNames& OfActive() {
+    if (active_ == nullptr) {
+      const Variant presentation = application_.Get("ActivePresentation");
+      active_ = SamePresentation(Doc_, presentation) ? &OfDoc() : &other_.emplace(presentation);
+    }
+    return *active_;
+  }
+
+ private:
+  const Variant& Doc_;
+  const Variant& application_;
+  std::optional<ShapeNames> doc_;
+  std::optional<ShapeNames> other_;
+  ShapeNames* active_ = nullptr;
+};
 
 void WriteIdentity(const Variant& Doc, I file_type, std::int64_t DocID, bool RemoveID) {
   const Variant id(std::to_string(DocID));
@@ -83,7 +168,7 @@ Variant CompanyValue(const std::vector<DocFieldRow>& rows) {
   return Variant("-");
 }
 
-void WriteCustomField(const Variant& Doc, I file_type, const DocFieldRow& row) {
+void WriteCustomField(const Variant& Doc, I file_type, const DocFieldRow& row, PresentationShapes& shapes) {
   const std::string name = WithoutBlanks(row.CODE);
   const bool is_null = row.VAL.IsEmptyOrNull();
   switch (file_type) {
@@ -100,7 +185,7 @@ void WriteCustomField(const Variant& Doc, I file_type, const DocFieldRow& row) {
       break;
     case kFileTypePowerPoint:
       try {
-        SetShapeTextOnEverySlide(Doc, name, is_null ? Variant("-") : row.VAL);
+        shapes.OfDoc().SetText(name, is_null ? Variant("-") : row.VAL);
       } catch (const std::exception& e) {
         LogException(e, "PPT: Could not set custom field: " + row.CODE);
       }
@@ -117,8 +202,8 @@ void WriteCustomField(const Variant& Doc, I file_type, const DocFieldRow& row) {
   }
 }
 
-void WriteControlField(DocFieldsContext& ctx, const Variant& Doc, I file_type, std::string_view name,
-                       const std::string& value) {
+void WriteControlField(const Variant& Doc, I file_type, std::string_view name, const std::string& value,
+                       PresentationShapes& shapes) {
   const std::string name_text(name);
   switch (file_type) {
     case kFileTypeWord:
@@ -126,7 +211,7 @@ void WriteControlField(DocFieldsContext& ctx, const Variant& Doc, I file_type, s
       break;
     case kFileTypePowerPoint:
       try {
-        SetShapeTextOnEverySlide(ctx.application.Get("ActivePresentation"), name, Variant(value));
+        shapes.OfActive().SetText(name, Variant(value));
       } catch (const std::exception& e) {
         LogException(e, "PPT: Could not set control field: " + name_text);
       }
@@ -196,7 +281,8 @@ void SetDocFields(DocFieldsContext& ctx, const Variant& Doc, std::int64_t DocID,
 
     const std::vector<DocFieldRow> rows = dm.DocFields();
     if (file_type == kFileTypeWord) PutCompanyProperty(Doc, CompanyValue(rows));
-    for (const auto& row : rows) WriteCustomField(Doc, file_type, row);
+    PresentationShapes shapes(Doc, ctx.application);
+    for (const auto& row : rows) WriteCustomField(Doc, file_type, row, shapes);
 
     dm.OpenCodes(false);
     dm.OpenUsers(false);
@@ -206,7 +292,7 @@ void SetDocFields(DocFieldsContext& ctx, const Variant& Doc, std::int64_t DocID,
       try {
         std::string value = ControlFieldValue(dm, index, formats);
         ctx.ControlFieldValues[index] = value;
-        WriteControlField(ctx, Doc, file_type, name, value);
+        WriteControlField(Doc, file_type, name, value, shapes);
       } catch (const std::exception& e) {
         LogException(e, "Could not create control field: " + name);
       }

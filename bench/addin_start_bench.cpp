@@ -84,7 +84,7 @@ struct Process {
     system.local_app_data = TheMachine().LocalAppData();
     system.tick_count = kTick;
     AddInHost h;
-    h.Type = quillorn::addin::ohaWord;
+    h.Type = quillorn::platform::HostType::ohaWord;
     h.Application = host->Application();
     h.Loop = &loop;
     h.Prompts = &prompts;

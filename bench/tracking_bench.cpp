@@ -79,6 +79,7 @@ class BenchSite final : public workflow::ModuleSite {
   }
 
   const Variant& Doc() const { return doc_; }
+  data::Tdm& dm() { return *dm_; }
   foundation::LogContext& Context() { return context_; }
 
   HostType Host() const override { return HostType::ohaWord; }

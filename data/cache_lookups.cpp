@@ -29,7 +29,10 @@ Variant CacheStore::cacheLookup(const std::string& SQL) {
     } else if (result.columns.size() == 1 && !result.rows.empty()) {
       value = result.rows[0][0];
     }
-    foundation::LogTrace("cacheLookup RESULT:", MyVarToStrDef(value, "{NULL}"));
+    // The text form costs an allocation; lookups run often enough to spare it when nobody traces.
+    if (foundation::CurrentContext().TraceEnabled) {
+      foundation::LogTrace("cacheLookup RESULT:", MyVarToStrDef(value, "{NULL}"));
+    }
     return value;
   } catch (const std::exception& e) {
     foundation::LogException(e, SQL);

@@ -2,6 +2,7 @@
 
 #include <chrono>
 
+#include "data/cache_indexes.h"
 #include "data/cache_schema.h"
 #include "data/proc_name_scope.h"
 #include "foundation/log.h"
@@ -45,6 +46,7 @@ void CacheStore::OpenShared() {
     useLock_.reset();
     throw;
   }
+  AddLookupIndexes(cacheDb_);
 }
 
 bool CacheStore::VersionIsCurrent() {

@@ -1,6 +1,8 @@
 #include "foundation/log.h"
 
 #include <atomic>
+#include <chrono>
+#include <ctime>
 #include <filesystem>
 #include <fstream>
 #include <stdexcept>
@@ -16,9 +18,36 @@ constexpr std::string_view kLineEnd = "\r\n";
 
 std::atomic<LogClock> gClock{nullptr};
 
+// Now(), with its conversion to local time made once per second and thread.
+// The C library may look at the zone's file again on every conversion (a
+// system call each), and every record reads the clock twice; within one second
+// the local date and time differ from the first reading's only by the
+// milliseconds, so they are built the way Now() builds them.
+TDateTime LogNow() {
+  struct LocalSecond {
+    std::time_t second = -1;
+    int year = 0, month = 0, day = 0, hour = 0, minute = 0, sec = 0;
+  };
+  thread_local LocalSecond last;
+  using namespace std::chrono;
+  const auto now = system_clock::now();
+  const std::time_t second = system_clock::to_time_t(now);
+  if (second != last.second) {
+    // Our own reading may already stand in the next second; then that is the one kept.
+    const TDateTime value = Now();
+    int msec = 0;
+    DecodeDate(value, last.year, last.month, last.day);
+    DecodeTime(value, last.hour, last.minute, last.sec, msec);
+    last.second = system_clock::to_time_t(system_clock::now()) == second ? second : -1;
+    return value;
+  }
+  const int msec = static_cast<int>(duration_cast<milliseconds>(now.time_since_epoch()).count() % 1000);
+  return EncodeDateTime(last.year, last.month, last.day, last.hour, last.minute, last.sec, msec < 0 ? 0 : msec);
+}
+
 TDateTime ReadClock() {
   const LogClock clock = gClock.load(std::memory_order_relaxed);
-  return clock != nullptr ? clock() : Now();
+  return clock != nullptr ? clock() : LogNow();
 }
 
 // Date and time are read from the clock one after the other, as two readings.
@@ -43,14 +72,20 @@ std::string LogFolder(const LogContext& context) {
   return DirectoryExists(context.AppDataDir) ? context.AppDataDir : context.AppDir;
 }
 
-void AppendAndRotate(const std::string& path, std::string_view record) {
+namespace {
+
+enum class Appended { Done, NotOpened };
+
+// AppendAndRotate, except that a file that cannot be opened is reported, with
+// nothing written, instead of raised.
+Appended TryAppendAndRotate(const std::string& path, std::string_view record) {
   if (path.empty()) throw std::runtime_error("No log file name");
   const std::filesystem::path file = PathFromUtf8(path);
   long long size = 0;
   {
     // Binary, so that the line ends are the bytes written on every platform.
     std::ofstream out(file, std::ios::binary | std::ios::app);
-    if (!out) throw std::runtime_error("Cannot open log file " + path);
+    if (!out) return Appended::NotOpened;
     out.write(record.data(), static_cast<std::streamsize>(record.size()));
     out.flush();
     if (!out) throw std::runtime_error("Cannot write log file " + path);
@@ -64,6 +99,31 @@ void AppendAndRotate(const std::string& path, std::string_view record) {
     if (std::filesystem::exists(bak, ec)) std::filesystem::remove(bak);
     std::filesystem::rename(file, bak);
   }
+  return Appended::Done;
+}
+
+bool EndsInDelimiter(const std::string& folder) {
+  return !folder.empty() && (folder.back() == '/' || folder.back() == '\\');
+}
+
+// Appends to the log `name` in LogFolder(context). A file that opens in
+// AppDataDir shows that the folder is there as surely as asking would, and
+// asking is a system call of its own on every record; so the folder is asked
+// about only when that open fails (it may have been removed meanwhile).
+void AppendToLog(const LogContext& context, const char* name, std::string_view record) {
+  if (EndsInDelimiter(context.AppDataDir) &&
+      TryAppendAndRotate(context.AppDataDir + name, record) == Appended::Done) {
+    return;
+  }
+  AppendAndRotate(LogFolder(context) + name, record);
+}
+
+}  // namespace
+
+void AppendAndRotate(const std::string& path, std::string_view record) {
+  if (TryAppendAndRotate(path, record) == Appended::NotOpened) {
+    throw std::runtime_error("Cannot open log file " + path);
+  }
 }
 
 void WriteTraceRecord(std::string_view Where, std::string_view What) noexcept {
@@ -76,7 +136,7 @@ void WriteTraceRecord(std::string_view Where, std::string_view What) noexcept {
     record += What;
     record += kLineEnd;
     AppendSeparator(record);
-    AppendAndRotate(LogFolder(context) + kTraceFileName, record);
+    AppendToLog(context, kTraceFileName, record);
   } catch (...) {
     // The record is lost; logging must never reach the caller.
   }
@@ -102,7 +162,7 @@ void LogException(const std::exception* E, std::string_view Msg) noexcept {
     }
     record += kLineEnd;
     AppendSeparator(record);
-    AppendAndRotate(LogFolder(context) + name, record);
+    AppendToLog(context, name, record);
   } catch (...) {
     // Exception handlers everywhere call this as their last act: nothing may escape.
   }

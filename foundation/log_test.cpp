@@ -93,6 +93,22 @@ TEST_F(LogTest, MissingDataFolderFallsBackToAppFolder) {
   EXPECT_TRUE(fs::exists(App(kExceptFileName)));
 }
 
+// On the real clock, records of the same second after the first reuse its conversion to local time.
+TEST_F(LogTest, RecordsBearTheLocalTimeOfTheirWriting) {
+  SetLogClock(nullptr);
+  context_.TraceEnabled = true;
+  const auto now = [] { return DateToStr(Now()) + " " + TimeToStr(Now()); };
+  for (int i = 0; i < 3; ++i) {
+    fs::remove(Data(kTraceFileName));
+    const std::string before = now();
+    LogTrace("Where", "What");
+    const std::string after = now();
+    const std::string record = ReadAll(Data(kTraceFileName));
+    const std::string stamp = record.substr(0, record.find('\t'));
+    EXPECT_TRUE(stamp == before || stamp == after) << stamp << " between " << before << " and " << after;
+  }
+}
+
 TEST_F(LogTest, FailuresNeverReachTheCaller) {
   // A folder in the place of the log file makes every open fail, also for root.
   fs::create_directories(Data(kTraceFileName));
