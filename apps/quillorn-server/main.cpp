@@ -19,6 +19,7 @@
 #include "server/demo_seed.h"
 #include "server/function_table.h"
 #include "server/rpc_server.h"
+#include "server/sql_policy.h"
 #include "server/store.h"
 #include "server/submit_functions.h"
 
@@ -52,7 +53,12 @@ int main(int argc, char** argv) {
       ->check(CLI::NonNegativeNumber);
   app.add_option("--seed", seed, "fill an empty data folder with sample data: demo")
       ->check(CLI::IsMember({std::string(server::kDemoSeedName)}));
+  bool allowAnySql = false;
+  app.add_flag("--allow-any-sql", allowAnySql,
+               "let execsql run any single statement and submit change any table (tests and demos that build "
+               "schemas); by default only the client's own statements and tables");
   CLI11_PARSE(app, argc, argv);
+  const server::SqlPolicy policy = allowAnySql ? server::SqlPolicy::AnyStatement : server::SqlPolicy::ClientStatements;
 
   try {
     server::ServerStore store{std::filesystem::path(data)};
@@ -71,8 +77,10 @@ int main(int argc, char** argv) {
     server::CallLog log(log_file.empty() ? std::cerr : log_stream);
 
     server::FunctionTable functions;
-    for (auto& [name, function] : server::Catalogue(store)) functions.Register(name, log.Wrap(name, function));
-    for (auto& [name, function] : server::SubmitFunctions(store)) functions.Register(name, log.Wrap(name, function));
+    for (auto& [name, function] : server::Catalogue(store, policy)) functions.Register(name, log.Wrap(name, function));
+    for (auto& [name, function] : server::SubmitFunctions(store, policy)) {
+      functions.Register(name, log.Wrap(name, function));
+    }
 
     server::ServerOptions options;
     options.Port = port;
