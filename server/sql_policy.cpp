@@ -12,7 +12,8 @@ namespace {
 bool SameNoCase(std::string_view a, std::string_view b) {
   if (a.size() != b.size()) return false;
   for (std::size_t i = 0; i < a.size(); ++i) {
-    if (std::tolower(static_cast<unsigned char>(a[i])) != std::tolower(static_cast<unsigned char>(b[i]))) return false;
+    if (std::tolower(static_cast<unsigned char>(a[i])) != std::tolower(static_cast<unsigned char>(b[i])))
+      return false;
   }
   return true;
 }
@@ -30,7 +31,8 @@ std::vector<std::string_view> Tokens(std::string_view sql, bool& ok) {
       ++at;
     } else if (std::isalnum(c) != 0 || c == '_') {
       const std::size_t start = at;
-      while (at < sql.size() && (std::isalnum(static_cast<unsigned char>(sql[at])) != 0 || sql[at] == '_')) ++at;
+      while (at < sql.size() && (std::isalnum(static_cast<unsigned char>(sql[at])) != 0 || sql[at] == '_'))
+        ++at;
       tokens.push_back(sql.substr(start, at - start));
     } else if (c == '\'') {
       const std::size_t start = at++;
@@ -56,7 +58,8 @@ std::vector<std::string_view> Tokens(std::string_view sql, bool& ok) {
 
 bool IsSettingCode(std::string_view literal) {
   constexpr std::string_view kPrefix = "'KEEP_PG_FORMAT:";
-  if (literal.size() <= kPrefix.size() + 1 || !literal.starts_with(kPrefix) || literal.back() != '\'') return false;
+  if (literal.size() <= kPrefix.size() + 1 || !literal.starts_with(kPrefix) || literal.back() != '\'')
+    return false;
   const std::string_view number = literal.substr(kPrefix.size(), literal.size() - kPrefix.size() - 1);
   for (const char c : number) {
     if (std::isdigit(static_cast<unsigned char>(c)) == 0) return false;
@@ -73,17 +76,20 @@ bool IsClientExecSql(std::string_view sql) {
   if (!tokens.empty() && tokens.back() == ";") tokens.pop_back();
   // Words match in any letter case; "*" stands for the setting's code, "?"
   // for its value; quoted literals match exactly.
-  static constexpr std::string_view kShape[] = {
-      "update", "or",  "insert", "into", "codes", "(", "D_TYPE", ",", "CODE", ",", "VAL", ")", "values", "(",
-      "'TEMPLATE_SETTNG'", ",", "*", ",", "?", ")", "matching", "(", "D_TYPE", ",", "CODE", ")"};
+  static constexpr std::string_view kShape[] = {"update",   "or",     "insert", "into", "codes",
+                                                "(",        "D_TYPE", ",",      "CODE", ",",
+                                                "VAL",      ")",      "values", "(",    "'TEMPLATE_SETTNG'",
+                                                ",",        "*",      ",",      "?",    ")",
+                                                "matching", "(",      "D_TYPE", ",",    "CODE",
+                                                ")"};
   if (tokens.size() != std::size(kShape)) return false;
   for (std::size_t i = 0; i < tokens.size(); ++i) {
     const std::string_view want = kShape[i];
     const std::string_view got = tokens[i];
-    const bool match = want == "*"        ? IsSettingCode(got)
-                       : want == "?"      ? got == "'Y'" || got == "'N'"
+    const bool match = want == "*"       ? IsSettingCode(got)
+                       : want == "?"     ? got == "'Y'" || got == "'N'"
                        : want[0] == '\'' ? got == want
-                                          : SameNoCase(got, want);
+                                         : SameNoCase(got, want);
     if (!match) return false;
   }
   return true;

@@ -23,13 +23,15 @@ TEST(SqlPolicy, ExecSqlTakesOnlyTheClientsUpsert) {
   };
   const std::vector<Case> cases = {
       {.sql = kClientUpsert, .allowed = true},
-      {.sql = "UPDATE OR INSERT INTO CODES ( d_type , code , val ) VALUES ('TEMPLATE_SETTNG','KEEP_PG_FORMAT:7',"
-              "'N')\n MATCHING (d_type, code);",
+      {.sql =
+           "UPDATE OR INSERT INTO CODES ( d_type , code , val ) VALUES ('TEMPLATE_SETTNG','KEEP_PG_FORMAT:7',"
+           "'N')\n MATCHING (d_type, code);",
        .allowed = true},
       {.sql = "UPDATE Users SET WEB_PASSWORD='x', P_ADMIN='Y'", .allowed = false},
       {.sql = std::string(kClientUpsert) + "; UPDATE Users SET P_ADMIN='Y'", .allowed = false},
       {.sql = std::string(kClientUpsert) + " -- and more", .allowed = false},
-      {.sql = "update or insert into Users (D_TYPE,CODE,VAL) values ('TEMPLATE_SETTNG', 'KEEP_PG_FORMAT:1', 'Y') "
+      {.sql = "update or insert into Users (D_TYPE,CODE,VAL) values ('TEMPLATE_SETTNG', 'KEEP_PG_FORMAT:1', "
+              "'Y') "
               "matching (D_TYPE,CODE)",
        .allowed = false},
       {.sql = "update or insert into codes (D_TYPE,CODE,VAL) values ('WEB_SERVER', 'KEEP_PG_FORMAT:1', 'Y') "
@@ -41,7 +43,8 @@ TEST(SqlPolicy, ExecSqlTakesOnlyTheClientsUpsert) {
       {.sql = "update or insert into codes (D_TYPE,CODE,VAL) values ('TEMPLATE_SETTNG', 'KEEP_PG_FORMAT:1', "
               "(select WEB_PASSWORD from Users)) matching (D_TYPE,CODE)",
        .allowed = false},
-      {.sql = "CREATE TRIGGER t AFTER INSERT ON CODES BEGIN UPDATE Users SET P_ADMIN='Y'; END", .allowed = false},
+      {.sql = "CREATE TRIGGER t AFTER INSERT ON CODES BEGIN UPDATE Users SET P_ADMIN='Y'; END",
+       .allowed = false},
       {.sql = "PRAGMA locking_mode=EXCLUSIVE", .allowed = false},
       {.sql = "ATTACH 'x.db' AS x", .allowed = false},
       {.sql = "", .allowed = false},

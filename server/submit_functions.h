@@ -50,6 +50,7 @@ std::filesystem::path SentFilePath(const std::filesystem::path& dataFolder, std:
 // beside the store's database; "submit" changes the tables `policy` allows.
 std::vector<std::pair<std::string, RpcFunction>> SubmitFunctions(ServerStore& store,
                                                                  SqlPolicy policy = SqlPolicy::AnyStatement);
-void RegisterSubmitFunctions(FunctionTable& table, ServerStore& store, SqlPolicy policy = SqlPolicy::AnyStatement);
+void RegisterSubmitFunctions(FunctionTable& table, ServerStore& store,
+                             SqlPolicy policy = SqlPolicy::AnyStatement);
 
 }  // namespace quillorn::server

@@ -21,7 +21,8 @@ namespace {
 struct Home {
   Home()
       : path(std::filesystem::temp_directory_path() /
-             ("quillorn-login-" + std::to_string(std::chrono::steady_clock::now().time_since_epoch().count()))) {}
+             ("quillorn-login-" +
+              std::to_string(std::chrono::steady_clock::now().time_since_epoch().count()))) {}
   ~Home() {
     std::error_code ec;
     std::filesystem::remove_all(path, ec);
@@ -37,7 +38,10 @@ class Login : public ::testing::Test {
     sim_.StartServer();
     sim_.Store()->Execute("INSERT INTO Users (USER_ID, LOGIN, WEB_PASSWORD) VALUES (40, 'O''HARA', 'it''s')");
     word_ = &sim_.StartHost(platform::HostType::ohaWord, "16.0");
-    sim::SimLauncher(sim_).Announce({.DocId = 1001, .FileName = foundation::ExtractFilePath(sim_.CacheFileName()) + "Policy.docx", .UserId = 1});
+    sim::SimLauncher(sim_).Announce(
+        {.DocId = 1001,
+         .FileName = foundation::ExtractFilePath(sim_.CacheFileName()) + "Policy.docx",
+         .UserId = 1});
   }
 
   static int Authenticate(sim::SimInstance& host, const std::string& login, const std::string& password) {
