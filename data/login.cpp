@@ -7,6 +7,7 @@
 #include "data/login_dialog.h"
 #include "data/lookups.h"
 #include "data/proc_name_scope.h"
+#include "data/sql_dialect.h"
 #include "foundation/context.h"
 #include "foundation/paths.h"
 
@@ -33,12 +34,14 @@ int AuthenticateUser(Tdm& dm, const std::string& Login, const std::string& Passw
     dm.InitConnectionSettings();
     dm.ConnectToServer(true);
   }
-  // Logins are stored in upper case. Neither value is quoted: a quote breaks the
-  // statement, and a broken statement finds nobody.
-  const std::string login = foundation::UpperCase(Login);
+  // Logins are stored in upper case. Both values have their quotes doubled, so
+  // that what was typed is only ever compared, never run: a login or password
+  // with a quote finds nobody unless a user has that very name, and every other
+  // login sends the bytes it always did.
+  const std::string login = SqlSafeString(foundation::UpperCase(Login));
   if (dm.mIsServerReachable()) {
-    return AsUserId(
-        lookup(dm, "select user_id from users where login='" + login + "' and web_password='" + Password + "'"));
+    return AsUserId(lookup(dm, "select user_id from users where login='" + login + "' and web_password='" +
+                                   SqlSafeString(Password) + "'"));
   }
   dm.LoadFromCache(dm.tblUsers);
   const Variant row = dm.cacheLookup("select user_id, web_password from users where login='" + login + "'");

@@ -86,22 +86,24 @@ std::string SqlParameter(const transport::TRpcRecord& params) {
 
 }  // namespace
 
-std::vector<std::pair<std::string, RpcFunction>> Catalogue(ServerStore& store) {
+std::vector<std::pair<std::string, RpcFunction>> Catalogue(ServerStore& store, SqlPolicy policy) {
   std::vector<std::pair<std::string, RpcFunction>> functions;
   functions.emplace_back("youthere", [](const transport::TRpcRecord&) { return transport::BooleanValue(true); });
   functions.emplace_back("select", [&store](const transport::TRpcRecord& params) {
     // The client names the document and rights procedures as its server has them.
     return transport::TRpcValue(ToDataSet(store.Select(RewriteProcedureCalls(SqlParameter(params)))));
   });
-  functions.emplace_back("execsql", [&store](const transport::TRpcRecord& params) {
-    store.Execute(SqlParameter(params));
+  functions.emplace_back("execsql", [&store, policy](const transport::TRpcRecord& params) {
+    const std::string sql = SqlParameter(params);
+    CheckExecSql(policy, sql);
+    store.Execute(sql);
     return transport::BooleanValue(true);
   });
   return functions;
 }
 
-void RegisterCatalogue(FunctionTable& table, ServerStore& store) {
-  for (auto& [name, function] : Catalogue(store)) table.Register(name, std::move(function));
+void RegisterCatalogue(FunctionTable& table, ServerStore& store, SqlPolicy policy) {
+  for (auto& [name, function] : Catalogue(store, policy)) table.Register(name, std::move(function));
 }
 
 }  // namespace quillorn::server

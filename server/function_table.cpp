@@ -2,6 +2,7 @@
 
 #include <cstdint>
 
+#include "server/server_limits.h"
 #include "transport/codec.h"
 
 namespace quillorn::server {
@@ -41,7 +42,13 @@ std::string FunctionTable::Process(std::string_view code) const {
         }
       }
     }
-    out += result.toCode();
+    std::string piece = result.toCode();
+    if (piece.size() > answer_limit_ || out.size() > answer_limit_ - piece.size()) {
+      piece =
+          TRpcValue(std::make_unique<transport::TRpcExceptionValue>(0, AnswerTooLargeMessage(answer_limit_)))
+              .toCode();
+    }
+    out += piece;
   }
   return out;
 }

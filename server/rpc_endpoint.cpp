@@ -44,8 +44,12 @@ bool FindControlKey(const std::string& clear, std::string& control_key) {
 
 }  // namespace
 
-RpcEndpoint::RpcEndpoint(EndpointOptions options, CallProcessor processor)
-    : options_(std::move(options)), processor_(std::move(processor)) {}
+RpcEndpoint::RpcEndpoint(EndpointOptions options, CallProcessor processor, const ServerLimits& limits,
+                         std::function<SessionStore::Clock::time_point()> now)
+    : options_(std::move(options)),
+      processor_(std::move(processor)),
+      max_inflated_(limits.MaxInflated),
+      sessions_(limits.MaxSessions, limits.SessionIdle, std::move(now)) {}
 
 bool RpcEndpoint::ExpireSession(const std::string& id) {
   std::lock_guard lock(mutex_);
@@ -148,9 +152,9 @@ EndpointReply RpcEndpoint::Calls(ServerSession* session, const EndpointRequest& 
       std::string clear = request.Body;
       keys->Read.Decrypt(clear);
       if (!FindControlKey(clear, control_key)) return Status(kOutOfStep, "Conflict");
-      code = transport::UnpackKeyedBody(clear, control_key.size());
+      code = transport::UnpackKeyedBody(clear, control_key.size(), max_inflated_);
     } else {
-      code = transport::UnpackClearBody(request.Body);
+      code = transport::UnpackClearBody(request.Body, max_inflated_);
     }
   } catch (const transport::TRpcDecompressError& e) {
     return Status(400, e.what());

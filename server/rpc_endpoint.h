@@ -10,6 +10,7 @@
 #include <string>
 #include <string_view>
 
+#include "server/server_limits.h"
 #include "server/session_store.h"
 #include "transport/message_body.h"
 
@@ -39,7 +40,10 @@ using CallProcessor = std::function<std::string(std::string_view code)>;
 
 class RpcEndpoint {
  public:
-  RpcEndpoint(EndpointOptions options, CallProcessor processor);
+  // Sessions are kept and bodies inflated within `limits`; `now` is the clock
+  // of the sessions' idle time.
+  RpcEndpoint(EndpointOptions options, CallProcessor processor, const ServerLimits& limits = {},
+              std::function<SessionStore::Clock::time_point()> now = SessionStore::Clock::now);
 
   // Serialised: one request at a time, since a session's streams allow no other.
   EndpointReply Handle(const EndpointRequest& request);
@@ -55,6 +59,7 @@ class RpcEndpoint {
 
   EndpointOptions options_;
   CallProcessor processor_;
+  std::size_t max_inflated_;
   SessionStore sessions_;
   std::mutex mutex_;
 };

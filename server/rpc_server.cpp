@@ -1,21 +1,25 @@
 #include "server/rpc_server.h"
 
-#include <httplib.h>
-
 #include <chrono>
 #include <stdexcept>
 #include <thread>
 
+#include "server/guarded_http.h"
+
 namespace quillorn::server {
 
 struct RpcServer::Http {
-  httplib::Server server;
+  explicit Http(const ServerLimits& limits) : server(limits) {}
+  GuardedHttpServer server;
 };
 
 RpcServer::RpcServer(ServerOptions options, FunctionTable functions)
-    : options_(std::move(options)), functions_(std::move(functions)), http_(std::make_unique<Http>()) {
+    : options_(std::move(options)),
+      functions_(std::move(functions)),
+      http_(std::make_unique<Http>(options_.Limits)) {
+  functions_.SetAnswerLimit(options_.Limits.MaxAnswer);
   endpoint_ = std::make_unique<RpcEndpoint>(
-      options_.Endpoint, [this](std::string_view code) { return functions_.Process(code); });
+      options_.Endpoint, [this](std::string_view code) { return functions_.Process(code); }, options_.Limits);
 
   http_->server.set_tcp_nodelay(true);
   http_->server.Post(options_.ModulePath, [this](const httplib::Request& req, httplib::Response& res) {
@@ -73,8 +77,12 @@ int RpcServer::Start() {
 
 void RpcServer::Stop() {
   if (!thread_.joinable()) return;
-  http_->server.stop();
+  http_->server.StopAll();
   thread_.join();
+}
+
+std::size_t RpcServer::Refused() const {
+  return http_->server.Refused();
 }
 
 std::vector<SeenRequest> RpcServer::Seen() const {

@@ -1,7 +1,8 @@
 // The server side over HTTP: one module path answered by an RpcEndpoint and a
 // FunctionTable, on 127.0.0.1 at a given or free port, served on threads of its
-// own and stoppable at any moment. It records what it saw, and a test can make
-// it fail a request on purpose; it never listens beyond the loopback address.
+// own within its limits and stoppable at any moment. It records what it saw,
+// and a test can make it fail a request on purpose; it never listens beyond the
+// loopback address.
 #pragma once
 
 #include <functional>
@@ -14,6 +15,7 @@
 
 #include "server/function_table.h"
 #include "server/rpc_endpoint.h"
+#include "server/server_limits.h"
 
 namespace quillorn::server {
 
@@ -21,6 +23,7 @@ struct ServerOptions {
   std::string ModulePath = "/cms";
   int Port = 0;  // 0: any free port
   EndpointOptions Endpoint;
+  ServerLimits Limits;
 };
 
 // A request as it arrived.
@@ -49,7 +52,11 @@ class RpcServer {
 
   // Binds 127.0.0.1 and serves on its own thread; returns the port. Raises on failure.
   int Start();
+  // Ends every connection and the listener within a moment, whatever a client
+  // is sending. A statement that runs is the store's: stop that first.
   void Stop();
+  // Connections refused because the limit of open ones was reached.
+  std::size_t Refused() const;
   int Port() const noexcept { return port_; }
 
   std::vector<SeenRequest> Seen() const;

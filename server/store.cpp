@@ -2,8 +2,12 @@
 
 #include <sqlite3.h>
 
+#include <algorithm>
+#include <climits>
 #include <string>
 #include <system_error>
+
+#include "server/server_limits.h"
 
 namespace quillorn::server {
 namespace {
@@ -28,9 +32,13 @@ class Statement {
   sqlite3_stmt* stmt_ = nullptr;
 };
 
+// The virtual machine instructions between two looks at the clock.
+constexpr int kProgressSteps = 1000;
+
 // The reading connection may read and call functions; anything else, temp
 // tables and pragmas included, is refused while the statement is compiled.
-int ReadOnlyAuthorizer(void*, int action, const char*, const char*, const char*, const char*) {
+// What was refused is kept for the refusal's text.
+int ReadOnlyAuthorizer(void* refused, int action, const char*, const char*, const char*, const char*) {
   switch (action) {
     case SQLITE_SELECT:
     case SQLITE_READ:
@@ -38,6 +46,7 @@ int ReadOnlyAuthorizer(void*, int action, const char*, const char*, const char*,
     case SQLITE_RECURSIVE:
       return SQLITE_OK;
     default:
+      *static_cast<int*>(refused) = action;
       return SQLITE_DENY;
   }
 }
@@ -70,6 +79,10 @@ sqlite3* OpenConnection(const std::filesystem::path& file, int flags) {
 }
 
 [[noreturn]] void Fail(sqlite3* db) { throw StoreError(sqlite3_errmsg(db)); }
+
+std::size_t CellSize(const StoreCell& cell) {
+  return sizeof(StoreCell) + cell.bytes.size();
+}
 
 // Compiles the one statement of `sql` into `stmt`. Empty statements around it
 // (a stray ";", comments) are fine; a second real statement is refused before
@@ -127,7 +140,10 @@ StoreCell ReadCell(sqlite3_stmt* stmt, int column) {
 
 }  // namespace
 
-ServerStore::ServerStore(const std::filesystem::path& folder) : file_(folder / kStoreFileName) {
+ServerStore::ServerStore(const std::filesystem::path& folder) : ServerStore(folder, Limits{}) {}
+
+ServerStore::ServerStore(const std::filesystem::path& folder, Limits limits)
+    : file_(folder / kStoreFileName), limits_(limits) {
   std::error_code ec;
   std::filesystem::create_directories(folder, ec);
   if (ec) throw StoreError("Cannot create the data folder " + Utf8Path(folder) + ": " + ec.message());
@@ -145,7 +161,55 @@ ServerStore::ServerStore(const std::filesystem::path& folder) : file_(folder / k
     throw;
   }
   sqlite3_set_authorizer(write_, WriteAuthorizer, nullptr);
-  sqlite3_set_authorizer(read_, ReadOnlyAuthorizer, nullptr);
+  sqlite3_set_authorizer(read_, ReadOnlyAuthorizer, &read_refused_);
+  for (sqlite3* db : {write_, read_}) sqlite3_progress_handler(db, kProgressSteps, Progress, this);
+  // No single value may be larger than a whole answer, so that SQLite itself
+  // never makes one (zeroblob, randomblob, a long concatenation).
+  if (limits_.MaxAnswer < static_cast<std::size_t>(INT_MAX)) {
+    sqlite3_limit(read_, SQLITE_LIMIT_LENGTH, static_cast<int>(limits_.MaxAnswer));
+  }
+}
+
+int ServerStore::Progress(void* self) {
+  const auto& store = *static_cast<ServerStore*>(self);
+  return store.stopping_.load() ||
+         std::chrono::steady_clock::now().time_since_epoch().count() > store.deadline_.load();
+}
+
+void ServerStore::Arm() {
+  // A statement too short to reach the progress handler must not slip past a stop.
+  if (stopping_.load()) throw StoreError(std::string(kStoreStopping));
+  const auto now = std::chrono::steady_clock::now().time_since_epoch();
+  const auto room = std::chrono::steady_clock::duration::max() - now;
+  const auto limit =
+      limits_.StatementTime >= std::chrono::duration_cast<std::chrono::milliseconds>(room)
+          ? room
+          : std::chrono::duration_cast<std::chrono::steady_clock::duration>(limits_.StatementTime);
+  deadline_.store((now + limit).count());
+}
+
+void ServerStore::Stop() noexcept {
+  stopping_.store(true);
+  sqlite3_interrupt(read_);
+  sqlite3_interrupt(write_);
+}
+
+std::string ServerStore::TooLongMessage(std::chrono::milliseconds limit) {
+  return "The statement ran longer than " + std::to_string(limit.count()) + " ms and was stopped.";
+}
+
+void ServerStore::FailStep(sqlite3* db) {
+  switch (sqlite3_errcode(db) & 0xff) {
+    case SQLITE_INTERRUPT:
+      throw StoreError(stopping_.load() ? std::string(kStoreStopping)
+                                        : TooLongMessage(limits_.StatementTime));
+    case SQLITE_TOOBIG:
+      if (db == read_) throw StoreError(AnswerTooLargeMessage(limits_.MaxAnswer));
+      break;
+    default:
+      break;
+  }
+  Fail(db);
 }
 
 ServerStore::~ServerStore() {
@@ -155,8 +219,15 @@ ServerStore::~ServerStore() {
 
 StoreRows ServerStore::Select(std::string_view sql) {
   std::lock_guard lock(mutex_);
+  Arm();
   Statement stmt;
-  PrepareOne(read_, sql, stmt, kNotReadOnly);
+  read_refused_ = 0;
+  try {
+    PrepareOne(read_, sql, stmt, kNotReadOnly);
+  } catch (const StoreError&) {
+    if (read_refused_ == SQLITE_PRAGMA) throw StoreError(std::string(kNoPragmaInSelect));
+    throw;
+  }
   if (!sqlite3_stmt_readonly(stmt.Get()) || sqlite3_column_count(stmt.Get()) == 0) {
     throw StoreError(std::string(kNotReadOnly));
   }
@@ -167,19 +238,25 @@ StoreRows ServerStore::Select(std::string_view sql) {
     const char* decl = sqlite3_column_decltype(stmt.Get(), i);
     rows.Columns.push_back(StoreColumn{sqlite3_column_name(stmt.Get(), i), decl ? decl : ""});
   }
+  std::size_t gathered = 0;
   for (;;) {
     const int rc = sqlite3_step(stmt.Get());
     if (rc == SQLITE_DONE) break;
-    if (rc != SQLITE_ROW) Fail(read_);
+    if (rc != SQLITE_ROW) FailStep(read_);
     auto& row = rows.Rows.emplace_back();
     row.reserve(static_cast<std::size_t>(count));
-    for (int i = 0; i < count; ++i) row.push_back(ReadCell(stmt.Get(), i));
+    for (int i = 0; i < count; ++i) {
+      row.push_back(ReadCell(stmt.Get(), i));
+      gathered += CellSize(row.back());
+    }
+    if (gathered > limits_.MaxAnswer) throw StoreError(AnswerTooLargeMessage(limits_.MaxAnswer));
   }
   return rows;
 }
 
 int ServerStore::Execute(std::string_view sql) {
   std::lock_guard lock(mutex_);
+  Arm();
   Statement stmt;
   PrepareOne(write_, sql, stmt, kNotAllowedInExecSql);
   // sqlite3_changes keeps the count of the last change for statements that
@@ -188,7 +265,7 @@ int ServerStore::Execute(std::string_view sql) {
   for (;;) {
     const int rc = sqlite3_step(stmt.Get());
     if (rc == SQLITE_DONE) break;
-    if (rc != SQLITE_ROW) Fail(write_);
+    if (rc != SQLITE_ROW) FailStep(write_);
   }
   return static_cast<int>(sqlite3_total_changes64(write_) - before);
 }

@@ -1,8 +1,11 @@
 // The reference server's own database: one SQLite file, "server.db", in the
-// data folder. Runs single statements for the remote functions; a reading
-// statement never gets a connection that could write.
+// data folder. Runs single statements for the remote functions, each within a
+// time limit and a reading one within an answer size; a reading statement
+// never gets a connection that could write.
 #pragma once
 
+#include <atomic>
+#include <chrono>
 #include <cstdint>
 #include <filesystem>
 #include <mutex>
@@ -23,6 +26,8 @@ inline constexpr std::string_view kMoreThanOneStatement = "Only one SQL statemen
 inline constexpr std::string_view kNotReadOnly = "Only a statement that reads data is allowed in select.";
 inline constexpr std::string_view kNotAllowedInExecSql =
     "Transactions, ATTACH and DETACH are not allowed in execsql: every statement commits on its own.";
+inline constexpr std::string_view kNoPragmaInSelect = "PRAGMA is not allowed in select.";
+inline constexpr std::string_view kStoreStopping = "The server is stopping: the statement was interrupted.";
 
 class StoreError : public std::runtime_error {
  public:
@@ -52,8 +57,14 @@ class ServerStore {
  public:
   static constexpr int kBusyTimeoutMs = 10000;
 
+  struct Limits {
+    std::chrono::milliseconds StatementTime{std::chrono::seconds(30)};
+    std::size_t MaxAnswer = SIZE_MAX;  // bytes of values one Select may gather
+  };
+
   // Opens `folder`/server.db, creating the folder and the file when missing.
   explicit ServerStore(const std::filesystem::path& folder);
+  ServerStore(const std::filesystem::path& folder, Limits limits);
   ~ServerStore();
   ServerStore(const ServerStore&) = delete;
   ServerStore& operator=(const ServerStore&) = delete;
@@ -65,8 +76,24 @@ class ServerStore {
   // Runs one statement in a transaction of its own; the number of rows it changed.
   int Execute(std::string_view sql);
 
+  // Interrupts the statement that runs, and every later one, at once: the
+  // server is going down. Safe from any thread.
+  void Stop() noexcept;
+
+  // What a call is told about a statement stopped for its time.
+  static std::string TooLongMessage(std::chrono::milliseconds limit);
+
  private:
+  // Arms the time limit for the statement about to run; called under mutex_.
+  void Arm();
+  [[noreturn]] void FailStep(sqlite3* db);
+  static int Progress(void* self);
+
   std::filesystem::path file_;
+  Limits limits_;
+  std::atomic<bool> stopping_{false};
+  std::atomic<std::chrono::steady_clock::rep> deadline_{std::chrono::steady_clock::duration::max().count()};
+  int read_refused_ = 0;  // the action the reading connection refused last
   sqlite3* write_ = nullptr;
   sqlite3* read_ = nullptr;
   std::mutex mutex_;

@@ -268,10 +268,11 @@ std::filesystem::path SentFilePath(const std::filesystem::path& dataFolder, std:
   return dataFolder / kFilesFolder / std::to_string(docId);
 }
 
-std::vector<std::pair<std::string, RpcFunction>> SubmitFunctions(ServerStore& store) {
+std::vector<std::pair<std::string, RpcFunction>> SubmitFunctions(ServerStore& store, SqlPolicy policy) {
   std::vector<std::pair<std::string, RpcFunction>> functions;
-  functions.emplace_back("submit", [&store](const transport::TRpcRecord& params) {
+  functions.emplace_back("submit", [&store, policy](const transport::TRpcRecord& params) {
     const std::string table = RequiredText(params, "table");
+    CheckSubmitTable(policy, table);
     const std::string logname = params.GetString("logname");
     ApplyChangeRecord(store, table, params.GetString("keyfields"), params.Find("change_data"));
     // The log name tells the client which delta it may forget.
@@ -300,8 +301,8 @@ std::vector<std::pair<std::string, RpcFunction>> SubmitFunctions(ServerStore& st
   return functions;
 }
 
-void RegisterSubmitFunctions(FunctionTable& table, ServerStore& store) {
-  for (auto& [name, function] : SubmitFunctions(store)) table.Register(name, std::move(function));
+void RegisterSubmitFunctions(FunctionTable& table, ServerStore& store, SqlPolicy policy) {
+  for (auto& [name, function] : SubmitFunctions(store, policy)) table.Register(name, std::move(function));
 }
 
 }  // namespace quillorn::server

@@ -13,6 +13,7 @@
 #include <vector>
 
 #include "server/function_table.h"
+#include "server/sql_policy.h"
 #include "server/store.h"
 #include "transport/rpc_value.h"
 
@@ -46,8 +47,10 @@ ApplyCounts ApplyChangeRecord(ServerStore& store, std::string_view table, std::s
 std::filesystem::path SentFilePath(const std::filesystem::path& dataFolder, std::int32_t docId);
 
 // "submit" and "sendfile" by name; `store` must outlive them. Sent files go
-// beside the store's database.
-std::vector<std::pair<std::string, RpcFunction>> SubmitFunctions(ServerStore& store);
-void RegisterSubmitFunctions(FunctionTable& table, ServerStore& store);
+// beside the store's database; "submit" changes the tables `policy` allows.
+std::vector<std::pair<std::string, RpcFunction>> SubmitFunctions(ServerStore& store,
+                                                                 SqlPolicy policy = SqlPolicy::AnyStatement);
+void RegisterSubmitFunctions(FunctionTable& table, ServerStore& store,
+                             SqlPolicy policy = SqlPolicy::AnyStatement);
 
 }  // namespace quillorn::server

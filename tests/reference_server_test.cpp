@@ -230,8 +230,9 @@ TEST(ReferenceServerProgram, ListensAnswersLogsAndStopsOnSigterm) {
   const auto rc = folder.path / "rc";
   // --run-seconds stops a server that a failed test leaves behind.
   const std::string command = "( \"" + std::string(QUILLORN_SERVER_APP) + "\" --port 0 --data \"" +
-                              (folder.path / "data").string() + "\" --bind 127.0.0.1 --run-seconds 60 >\"" +
-                              out.string() + "\" 2>\"" + err.string() + "\" & echo $! >\"" + pid.string() +
+                              (folder.path / "data").string() +
+                              "\" --bind 127.0.0.1 --allow-any-sql --run-seconds 60 >\"" + out.string() +
+                              "\" 2>\"" + err.string() + "\" & echo $! >\"" + pid.string() +
                               "\"; wait $!; echo $? >\"" + rc.string() + "\" ) &";
   ASSERT_EQ(std::system(command.c_str()), 0);
 

@@ -2,6 +2,7 @@
 
 #include <zlib.h>
 
+#include <algorithm>
 #include <cstdint>
 
 namespace quillorn::transport {
@@ -27,17 +28,22 @@ std::string ZlibCompress(std::string_view data, int zlib_level) {
   return out;
 }
 
-std::string ZlibDecompress(std::string_view data) {
+std::string ZlibDecompress(std::string_view data, std::size_t limit) {
   z_stream zs{};
   if (inflateInit(&zs) != Z_OK) throw TRpcDecompressError("zlib inflateInit failed");
   std::string out;
-  out.resize(data.size() * 4 + 256);
+  // One byte past the limit tells a stream that ends exactly there from one that goes on.
+  const std::size_t most = limit == SIZE_MAX ? limit : limit + 1;
+  out.resize(std::min(data.size() * 4 + 256, most));
   zs.next_in = reinterpret_cast<Bytef*>(const_cast<char*>(data.data()));
   zs.avail_in = static_cast<uInt>(data.size());
   int rc = Z_OK;
   std::size_t produced = 0;
   for (;;) {
-    if (produced == out.size()) out.resize(out.size() * 2);
+    if (produced == out.size()) {
+      if (produced >= most) break;
+      out.resize(std::min(out.size() * 2, most));
+    }
     zs.next_out = reinterpret_cast<Bytef*>(out.data() + produced);
     zs.avail_out = static_cast<uInt>(out.size() - produced);
     rc = inflate(&zs, Z_NO_FLUSH);
@@ -48,6 +54,10 @@ std::string ZlibDecompress(std::string_view data) {
   }
   const char* msg = zs.msg;
   inflateEnd(&zs);
+  if (produced > limit) {
+    throw TRpcDecompressError("The inflated message would be larger than " + std::to_string(limit) +
+                              " bytes.");
+  }
   if (rc != Z_STREAM_END) {
     throw TRpcDecompressError(std::string("zlib inflate failed: ") +
                               (msg ? msg : "incomplete data"));
@@ -83,17 +93,17 @@ std::string BuildBody(std::string_view code, TRpcCompressLevel level, TRpcCrypt*
   return body;
 }
 
-std::string UnpackClearBody(std::string_view body) {
+std::string UnpackClearBody(std::string_view body, std::size_t limit) {
   if (!body.empty() && body.back() == kCompressedMark) {
-    return ZlibDecompress(body.substr(0, body.size() - 1));
+    return ZlibDecompress(body.substr(0, body.size() - 1), limit);
   }
   return std::string(body);
 }
 
-std::string UnpackKeyedBody(std::string_view clear, std::size_t key_size) {
+std::string UnpackKeyedBody(std::string_view clear, std::size_t key_size, std::size_t limit) {
   std::string_view rest = clear.substr(0, clear.size() - key_size);
   if (!rest.empty() && rest.back() == kCompressedMark) {
-    return ZlibDecompress(rest.substr(0, rest.size() - 1));
+    return ZlibDecompress(rest.substr(0, rest.size() - 1), limit);
   }
   if (!rest.empty() && rest.back() == kKeySeparator) rest.remove_suffix(1);
   return std::string(rest);

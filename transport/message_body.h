@@ -4,6 +4,7 @@
 #pragma once
 
 #include <cstddef>
+#include <cstdint>
 #include <stdexcept>
 #include <string>
 #include <string_view>
@@ -29,7 +30,9 @@ class TRpcDecompressError : public std::runtime_error {
  public:
   using std::runtime_error::runtime_error;
 };
-std::string ZlibDecompress(std::string_view data);
+// Inflates `data`; an inflated size past `limit` raises as soon as it is reached,
+// so that a small body cannot make the receiver hold more than the limit.
+std::string ZlibDecompress(std::string_view data, std::size_t limit = SIZE_MAX);
 
 // The message before enciphering: the compressed code followed by byte 0 when
 // compressing makes it shorter than the code minus one, else the code itself.
@@ -45,10 +48,10 @@ std::string BuildBody(std::string_view code, TRpcCompressLevel level, TRpcCrypt*
                       std::string_view control_key);
 
 // The code of a clear body: a trailing byte 0 marks the compressed form.
-std::string UnpackClearBody(std::string_view body);
+std::string UnpackClearBody(std::string_view body, std::size_t limit = SIZE_MAX);
 
 // Deciphered bytes that end in a control key: drops the key and the byte 13 in
 // front of it, or decompresses what stands before the byte 0.
-std::string UnpackKeyedBody(std::string_view clear, std::size_t key_size);
+std::string UnpackKeyedBody(std::string_view clear, std::size_t key_size, std::size_t limit = SIZE_MAX);
 
 }  // namespace quillorn::transport

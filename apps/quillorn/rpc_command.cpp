@@ -1,6 +1,8 @@
 // `quillorn rpc`: calls one remote function through the client module, with
 // the session, key exchange and compression of the real add-in, and prints the
-// result as JSON. A transport failure prints its text and exits non-zero.
+// result as JSON. A transport failure prints its text and exits 1; a result
+// that is an exception value exits 3, so that a script can tell a refusal
+// from a result.
 #include <iostream>
 #include <memory>
 #include <string>
@@ -14,6 +16,9 @@
 
 namespace quillorn::apps {
 namespace {
+
+constexpr int kNoAnswerStatus = 1;
+constexpr int kExceptionStatus = 3;
 
 struct RpcOptions {
   std::string server;
@@ -80,12 +85,13 @@ void RunRpc(const RpcOptions& options) {
   try {
     transport::TRpcValue result = module.Execute(true, options.timeout, true);
     std::cout << transport::ValueToJsonText(result) << "\n";
+    if (result.ValueType() == transport::TRpcValueTypes::rpc_Exception) throw CLI::RuntimeError(kExceptionStatus);
   } catch (const transport::ERpcExecuteError& e) {
     std::cerr << e.what() << "\n";
-    throw CLI::RuntimeError(1);
+    throw CLI::RuntimeError(kNoAnswerStatus);
   } catch (const transport::ERpcClientError& e) {
     std::cerr << e.what() << "\n";
-    throw CLI::RuntimeError(1);
+    throw CLI::RuntimeError(kNoAnswerStatus);
   }
 }
 
@@ -103,6 +109,9 @@ void RegisterRpcCommand(CLI::App& app) {
   rpc->add_option("--timeout", options->timeout, "seconds to wait; 0 waits without limit")->capture_default_str();
   rpc->add_option("function", options->function, "the remote function")->required();
   rpc->add_option("params", options->params, "NAME=TEXT, NAME:int=N or NAME:bool=true|false");
+  rpc->footer("Exit status: 0 for a result; 3 when the result is an exception value (printed like any "
+              "result: the server answered, and refused); 1 when no answer came (its text on stderr); "
+              "other values for wrong arguments.");
   rpc->callback([options] { RunRpc(*options); });
 }
 
