@@ -37,9 +37,13 @@ TEST(RemoteCatalogue, ProcessRpcResultSortsEachReplyByFunctionAndShape) {
     TRpcValue reply;
     bool expected = false;
     const char* logged = nullptr;  // the exception record's text
+    bool sender = false;  // the reply came through the module, not from the loop's second run
+    int copies = 0;       // how often the rows were copied into the cache table
   };
   std::vector<Case> cases;
-  cases.push_back({.function = "select", .reply = OneCode(), .expected = true});
+  cases.push_back({.function = "select", .reply = OneCode(), .expected = true, .copies = 1});
+  // Rows that come while the module thinks itself offline get a second run from the loop.
+  cases.push_back({.function = "select", .reply = OneCode(), .expected = true, .sender = true, .copies = 2});
   const auto boolean = transport::BooleanValue(true);
   cases.push_back({.function = "select", .reply = failure(), 
                    .logged = "Server-side exception after Select:\r\n#5:gone"});
@@ -56,7 +60,14 @@ TEST(RemoteCatalogue, ProcessRpcResultSortsEachReplyByFunctionAndShape) {
     Tdm& dm = *instance.dm;
     dm.LoadFromCache(dm.tblCodes);
     TRpcValue data = Call(c.function);
-    EXPECT_EQ(ProcessRpcResult(dm, &dm.tblCodes, &dm.monCodes, nullptr, data, c.reply), c.expected);
+    transport::TRpcClientModule* sender = c.sender ? &dm.Connection.ClientModule : nullptr;
+    EXPECT_EQ(ProcessRpcResult(dm, &dm.tblCodes, &dm.monCodes, sender, data, c.reply), c.expected);
+    instance.loop.RunUntilIdle();
+    const std::string trace = instance.traced.Trace(), copy = "CopyRpcDataSetRowsToLocal\tRows: 1";
+    int copies = 0;
+    for (auto at = trace.find(copy); at != std::string::npos; at = trace.find(copy, at + 1)) ++copies;
+    EXPECT_EQ(copies, c.copies);
+    EXPECT_FALSE(dm.mIsServerReachable());  // never online by itself
     EXPECT_EQ(instance.traced.Logged("after "), c.logged != nullptr);
     EXPECT_TRUE(c.logged == nullptr || instance.traced.Logged(c.logged));
     EXPECT_EQ(dm.tblCodes.RecordCount(), std::string(c.function) == "select" && c.expected ? 1 : 0);
