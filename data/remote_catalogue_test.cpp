@@ -6,188 +6,107 @@
 #include <string>
 #include <vector>
 
-#include "data/fetch_test_support.h"
+#include "data/data_test_support.h"
 #include "data/fetching.h"
-#include "data/tdm.h"
 
 namespace quillorn::data {
 namespace {
 
 using testing::DeadPort;
-using testing::FetchInstance;
-using testing::FetchServer;
+using testing::Instance;
+using testing::RefServer;
 using transport::TRpcValue;
 
-TRpcValue Call(const char* name, const char* table = nullptr) {
+TRpcValue Call(const char* name) {
   auto call = std::make_unique<transport::TRpcFunctionInfo>(name);
-  if (table != nullptr) call->SetText("table", table);
+  call->SetText("table", "DOCS");
   return TRpcValue(std::move(call));
-}
-
-TRpcValue Failure(int code, const char* text) {
-  return TRpcValue(std::make_unique<transport::TRpcExceptionValue>(code, text));
 }
 
 TRpcValue OneCode() {
   auto set = std::make_unique<transport::TRpcDataSet>();
   set->AddField("D_TYPE", transport::TRpcFieldTypes::ft_String);
-  set->AddField("CODE", transport::TRpcFieldTypes::ft_String);
   set->AppendRow().SetText("D_TYPE", "WEB_SERVER");
   return TRpcValue(std::move(set));
 }
 
-// An exception record as the trace file holds it while tracing is on.
-bool Logged(const FetchInstance& instance, const std::string& message) {
-  return instance.traced.Trace().find("\r" + message + "\r\n") != std::string::npos;
-}
-
 TEST(RemoteCatalogue, ProcessRpcResultSortsEachReplyByFunctionAndShape) {
+  const auto failure = [] { return TRpcValue(std::make_unique<transport::TRpcExceptionValue>(5, "gone")); };
   struct Case {
     const char* function;
-    std::function<TRpcValue()> reply;
-    bool expected;
-    const char* logged;  // the exception record's text, or null for none
-    const char* traceWhere = nullptr;
-    const char* traceWhat = nullptr;
+    TRpcValue reply;
+    bool expected = false;
+    const char* logged = nullptr;  // the exception record's text
+    bool sender = false;  // the reply came through the module, not from the loop's second run
+    int copies = 0;       // how often the rows were copied into the cache table
   };
-  const std::vector<Case> cases = {
-      {"select", OneCode, true, nullptr, "ProcessRpcResult", "select"},
-      {"select", [] { return Failure(5, "no such view"); }, false, "Server-side exception after Select:\r\n#5:no such view"},
-      {"select", [] { return transport::BooleanValue(true); }, false, "Unexpected Result after Select"},
-      {"submit", [] { return transport::TextValue("CODES.004"); }, true, nullptr},
-      {"sendfile", [] { return transport::IntegerValue(0); }, true, nullptr, "ProcessRpcResult",
-       "function: sendfile \r\tresult: 0"},
-      {"sendfile", [] { return Failure(0, "disk full"); }, false, "Server-side exception after SendFile:\r\ndisk full"},
-      {"sendfile", [] { return transport::BooleanValue(true); }, false, "Unexpected Result after SendFile"},
-      {"youthere", [] { return transport::BooleanValue(false); }, false, nullptr},
-      {"execsql", [] { return transport::BooleanValue(true); }, false, nullptr},
-  };
-  for (const Case& c : cases) {
-    SCOPED_TRACE(std::string(c.function) + " " + (c.logged ? c.logged : ""));
-    FetchInstance instance(DeadPort());
+  std::vector<Case> cases;
+  cases.push_back({.function = "select", .reply = OneCode(), .expected = true, .copies = 1});
+  // Rows that come while the module thinks itself offline get a second run from the loop.
+  cases.push_back({.function = "select", .reply = OneCode(), .expected = true, .sender = true, .copies = 2});
+  const auto boolean = transport::BooleanValue(true);
+  cases.push_back({.function = "select", .reply = failure(), 
+                   .logged = "Server-side exception after Select:\r\n#5:gone"});
+  cases.push_back({.function = "select", .reply = boolean, .logged = "Unexpected Result after Select"});
+  cases.push_back({.function = "submit", .reply = transport::TextValue("CODES.004"), .expected = true});
+  cases.push_back({.function = "sendfile", .reply = failure(), 
+                   .logged = "Server-side exception after SendFile:\r\n#5:gone"});
+  cases.push_back({.function = "sendfile", .reply = boolean, .logged = "Unexpected Result after SendFile"});
+  cases.push_back({.function = "youthere", .reply = transport::BooleanValue(false)});
+  cases.push_back({.function = "execsql", .reply = transport::BooleanValue(true)});
+  for (Case& c : cases) {
+    SCOPED_TRACE(std::string(c.function) + " " + c.reply.toCode());
+    Instance instance(DeadPort());
     Tdm& dm = *instance.dm;
-    dm.LoadFromCache(dm.tblFiles);
     dm.LoadFromCache(dm.tblCodes);
     TRpcValue data = Call(c.function);
-    TRpcValue reply = c.reply();
-    EXPECT_EQ(ProcessRpcResult(dm, &dm.tblCodes, &dm.monCodes, nullptr, data, reply), c.expected);
-    const std::string trace = instance.traced.Trace();
-    if (c.logged != nullptr) {
-      EXPECT_TRUE(Logged(instance, c.logged)) << trace;
-    } else {
-      EXPECT_EQ(trace.find("after "), std::string::npos) << trace;
-    }
-    if (c.traceWhere != nullptr) {
-      EXPECT_TRUE(instance.traced.Traced(c.traceWhere, c.traceWhat)) << trace;
-    }
-    // Only a data set reaches the table.
+    transport::TRpcClientModule* sender = c.sender ? &dm.Connection.ClientModule : nullptr;
+    EXPECT_EQ(ProcessRpcResult(dm, &dm.tblCodes, &dm.monCodes, sender, data, c.reply), c.expected);
+    instance.loop.RunUntilIdle();
+    const std::string trace = instance.traced.Trace(), copy = "CopyRpcDataSetRowsToLocal\tRows: 1";
+    int copies = 0;
+    for (auto at = trace.find(copy); at != std::string::npos; at = trace.find(copy, at + 1)) ++copies;
+    EXPECT_EQ(copies, c.copies);
+    EXPECT_FALSE(dm.mIsServerReachable());  // never online by itself
+    EXPECT_EQ(instance.traced.Logged("after "), c.logged != nullptr);
+    EXPECT_TRUE(c.logged == nullptr || instance.traced.Logged(c.logged));
     EXPECT_EQ(dm.tblCodes.RecordCount(), std::string(c.function) == "select" && c.expected ? 1 : 0);
   }
 }
 
-TEST(RemoteCatalogue, SendFileReplyClearsTheMarkOfThatDocumentOnly) {
-  FetchInstance instance(DeadPort());
-  Tdm& dm = *instance.dm;
-  OpenFiles(dm);
-  instance.Cache("insert into FILES (DOC_ID, FILENAME, CACHED) values (5, 'a.docx', true)");
-  instance.Cache("insert into FILES (DOC_ID, FILENAME, CACHED) values (6, 'b.docx', true)");
-  TRpcValue data = Call("sendfile");
-  TRpcValue reply = transport::IntegerValue(5);
-  EXPECT_TRUE(ProcessRpcResult(dm, nullptr, nullptr, nullptr, data, reply));
-  EXPECT_EQ(Tdm::MyVarToStrDef(dm.cacheLookup("select count(*) from FILES where CACHED=true"), ""), "1");
-  EXPECT_EQ(Tdm::MyVarToStrDef(dm.cacheLookup("select DOC_ID from FILES where CACHED=true"), ""), "6");
-}
-
-TEST(RemoteCatalogue, YouThereTrueGoesOnlineInTheDeferredPass) {
-  // A live server: going online sends the refetches, and a dead one would fail
-  // them and turn the state back at once.
-  FetchServer server;
-  FetchInstance instance(server.Port());
-  Tdm& dm = *instance.dm;
-  instance.GoOnline();
-  dm.Connection.HttpClientConnectFail();  // offline, the reconnect ping running
-  ASSERT_TRUE(dm.Connection.Timer1.Enabled());
-  TRpcValue data = Call("youthere");
-  TRpcValue yes = transport::BooleanValue(true);
-  EXPECT_TRUE(ProcessRpcResult(dm, nullptr, nullptr, &dm.Connection.ClientModule, data, yes));
-  EXPECT_FALSE(dm.mIsServerReachable());  // not inside the reply's event
-  instance.loop.RunUntilIdle();
-  EXPECT_TRUE(dm.mIsServerReachable());
-  EXPECT_FALSE(dm.Connection.Timer1.Enabled());
-}
-
-TEST(RemoteCatalogue, RowsThatArriveWhileOfflineGetASecondPassButNeverMakeItOnline) {
-  FetchInstance instance(DeadPort());
-  Tdm& dm = *instance.dm;
-  dm.LoadFromCache(dm.tblCodes);
-  TRpcValue data = Call("select");
-  TRpcValue reply = OneCode();
-  EXPECT_TRUE(ProcessRpcResult(dm, &dm.tblCodes, &dm.monCodes, &dm.Connection.ClientModule, data, reply));
-  instance.loop.RunUntilIdle();
-  const std::string trace = instance.traced.Trace();
-  const std::string record = "\tProcessRpcResult\tfunction: select tblCodes\r\tCopyRpcDataSetRowsToLocal\tRows: 1\r\n";
-  const std::size_t first = trace.find(record);
-  ASSERT_NE(first, std::string::npos);
-  EXPECT_NE(trace.find(record, first + 1), std::string::npos);
-  EXPECT_EQ(dm.tblCodes.RecordCount(), 1);
-  EXPECT_FALSE(dm.mIsServerReachable());
-}
-
-TEST(RemoteCatalogue, ProcessAbortedRequestTracesAndFallsBackToTheCache) {
+TEST(RemoteCatalogue, AGivenUpRequestIsTracedAndLeavesTheReaderWithTheCache) {
   struct Case {
-    TRpcValue data;
-    bool withTable;
-    const char* traced;  // the "SERVER CALL ABORTED" record's text, or null
-    const char* logged;
+    const char* function;
+    const char* traced;  // the "SERVER CALL ABORTED" record; null: an exception record instead
   };
-  std::vector<Case> cases;
-  cases.push_back({Call("select"), true, "function: select tblCodes", nullptr});
-  cases.push_back({Call("submit", "DOCS"), false, "function: submit DOCS", nullptr});
-  cases.push_back({Call("youthere"), false, "function: youthere", nullptr});
-  cases.push_back({Call("sendfile"), false, nullptr, "Error communicating with the Server."});
-  cases.push_back({Call("FormPreviewAvailable"), false, nullptr, "Error communicating with the Server."});
-  for (Case& c : cases) {
-    const std::string function = c.data.AsFunction().Name();
-    SCOPED_TRACE(function);
-    FetchInstance instance(DeadPort());
+  for (const Case& c : {Case{"select", "function: select tblCodes"}, Case{"submit", "function: submit DOCS"},
+                        Case{"youthere", "function: youthere"}, Case{"FormPreviewAvailable", nullptr}}) {
+    SCOPED_TRACE(c.function);
+    Instance instance(DeadPort(), {}, "Remote_Address=127.0.0.1\r\n");
     Tdm& dm = *instance.dm;
     dm.SetIsServerReachable(true);
-    ProcessAbortedRequest(dm, c.withTable ? &dm.tblCodes : nullptr, c.data);
-    if (c.traced != nullptr) {
-      EXPECT_TRUE(instance.traced.Traced("SERVER CALL ABORTED", c.traced));
-    }
-    if (c.logged != nullptr) {
-      EXPECT_TRUE(Logged(instance, c.logged));
-    }
-    // The reader gets the cache's rows.
-    EXPECT_EQ(dm.tblCodes.Active(), c.withTable);
-    EXPECT_EQ(dm.mIsServerReachable(), function != "youthere");
+    TRpcValue data = Call(c.function);
+    const bool select = c.function == std::string("select");
+    ProcessAbortedRequest(dm, select ? &dm.tblCodes : nullptr, data);
+    EXPECT_TRUE(c.traced ? instance.traced.Traced("SERVER CALL ABORTED", c.traced)
+                         : instance.traced.Logged("\rError communicating with the Server.\r\n"));
+    EXPECT_EQ(dm.tblCodes.Active(), select);
+    // A ping given up goes offline, and the next one tries the other server.
+    EXPECT_EQ(dm.mIsServerReachable(), c.function != std::string("youthere"));
+    EXPECT_EQ(dm.Settings.mUseLocalServer, c.function != std::string("youthere"));
   }
-}
 
-TEST(RemoteCatalogue, AGivenUpFetchLeavesTheReaderWithTheCache) {
-  FetchServer server;
-  FetchInstance instance(server.Port());
+  // Through a fetch's own result object: the transport gives up after its reposts.
+  RefServer server;
+  Instance instance(server.Port());
   Tdm& dm = *instance.dm;
   instance.GoOnline();
-  server.Server().SetFaultPlan([](const server::SeenRequest&) { return server::Fault{500, false}; });
-  auto aborted = instance.loop.CreateEvent();
-  auto handler = dm.Results.DocResult->RequestAborted;
-  dm.Results.DocResult->RequestAborted = [&](transport::TRpcClientModule* sender, TRpcValue& data, TRpcValue& r) {
-    handler(sender, data, r);
-    aborted->Set();
-  };
+  server.Server().SetFaultPlan([](const server::SeenRequest&) { return server::Fault{.Status = 500}; });
   EXPECT_FALSE(OpenDoc(dm, 5, Fetch::Refresh, Wait::No));
   dm.tblDoc.Close();
-  ASSERT_EQ(instance.loop.Wait(*aborted, testing::kWaitMs), platform::MainLoop::WaitResult::Signaled);
+  ASSERT_TRUE(instance.WaitFor(dm.Results.DocResult));
   EXPECT_TRUE(instance.traced.Traced("SERVER CALL ABORTED", "function: select tblDoc"));
   EXPECT_TRUE(dm.tblDoc.Active());
-}
-
-TEST(RemoteCatalogue, StatementsStandAsTheServerTakesThem) {
-  EXPECT_EQ(DocPermissionsSql(12, 3),
-            "select 12 as doc_id, 3 as user_id, p_create, p_edit, p_delete, p_move, p_view, p_approve, p_revise, "
-            "p_checkout, p_print_unctrl, p_export, p_change_permission from get_doc_permissions(12, 3)");
 }
 
 }  // namespace

@@ -4,10 +4,12 @@
 
 #include <algorithm>
 #include <cmath>
+#include <optional>
 #include <string>
+#include <utility>
 #include <vector>
 
-#include "data/catalogue_test_support.h"
+#include "data/data_test_support.h"
 #include "platform/scripted_prompts.h"
 
 namespace quillorn::data {
@@ -15,166 +17,95 @@ namespace {
 
 using foundation::EncodeDate;
 using foundation::EncodeDateTime;
-using platform::MessageKind;
 using platform::ModalResult;
-using platform::ScriptedPrompts;
-using testing::DmInstance;
 
+// One document row of framework 3 in an offline instance, the table on it.
 struct Doc {
-  DmInstance instance{testing::DeadPort()};
-  Tdm& dm = *instance.dm;
-
-  // One document row of framework 3, on the row.
-  explicit Doc(double verDate, const char* nextReview = "NULL") {
+  explicit Doc(double verDate, double nextReview = 0) {
     dm.LoadFromCache(dm.tblDoc);
     dm.LoadFromCache(dm.tblCodes);
-    EXPECT_TRUE(dm.cacheExecSQL("insert into DOCS (DOC_ID, FRAMEWORK, VER_DATE, NEXT_REVIEW) values (1, 3, " +
-                                std::to_string(verDate) + ", " + nextReview + ")"));
+    instance.Cache("insert into DOCS (DOC_ID, FRAMEWORK, VER_DATE, NEXT_REVIEW) values (1, 3, " +
+                   std::to_string(verDate) + ", " + (nextReview ? std::to_string(nextReview) : "NULL") + ")");
     dm.tblDoc.Refresh();
-    dm.tblDoc.First();
   }
-  void Code(const char* dtype, const char* val) {
-    EXPECT_TRUE(dm.cacheExecSQL(std::string("insert into CODES values ('") + dtype + "', 'DEF_REVIEW', '" + val +
-                                "')"));
-    dm.tblCodes.Refresh();
+  // Sets the interval, answering the question as given (nullopt: it must not come); the
+  // next review date as y-m-d, "" for none. The time of day must be gone.
+  std::string Set(const std::string& interval, std::optional<ModalResult> answer = ModalResult::mrYes) {
+    platform::ScriptedPrompts prompts;
+    if (answer) prompts.Answer({*answer, kResetReviewDateQuestion, platform::MessageKind::Confirmation});
+    CalcAndSetReviewDate(dm, prompts, interval, dm.tblDoc);
+    EXPECT_EQ(prompts.Unanswered(), 0u);
+    EXPECT_TRUE(!answer || prompts.Shown().at(0).buttons == platform::Buttons::YesNo);
+    const Field field = dm.tblDoc.FieldByName("NEXT_REVIEW");
+    int y = 0, m = 0, d = 0;
+    foundation::DecodeDate(field.AsDateTime(), y, m, d);
+    EXPECT_EQ(field.AsDateTime(), std::floor(field.AsDateTime()));
+    return field.IsNull() ? "" : std::to_string(y) + "-" + std::to_string(m) + "-" + std::to_string(d);
   }
-  Field NextReview() { return dm.tblDoc.FieldByName("NEXT_REVIEW"); }
+
+  testing::Instance instance{testing::DeadPort()};
+  Tdm& dm = *instance.dm;
 };
 
-std::string Ymd(double date) {
-  int y = 0, m = 0, d = 0;
-  foundation::DecodeDate(date, y, m, d);
-  return std::to_string(y) + "-" + std::to_string(m) + "-" + std::to_string(d);
-}
-
-// Answers the question with Yes after checking its words and buttons.
-ScriptedPrompts YesToTheQuestion() {
-  ScriptedPrompts prompts;
-  prompts.Answer({ModalResult::mrYes, kResetReviewDateQuestion, MessageKind::Confirmation});
-  return prompts;
-}
-
-TEST(CalcAndSetReviewDate, AddsTheIntervalToTheVersionDateClippedToTheMonth) {
+TEST(CalcAndSetReviewDate, AddsTheIntervalToTheVersionDateClippedToTheMonthOrTakesTheDefault) {
   struct Case {
     const char* interval;
-    double verDate;
+    double verDate = EncodeDate(2020, 1, 31);
     const char* expected;
+    std::vector<std::pair<const char*, const char*>> codes = {};  // DEF_REVIEW by D_TYPE
+    double stored = 0;                                            // the date before
+    std::optional<ModalResult> answer = ModalResult::mrYes;
+    DataSetState state = DataSetState::Edit;
   };
+  const double june = EncodeDate(2022, 6, 15);
   const std::vector<Case> cases = {
-      {"26", EncodeDateTime(2020, 3, 31, 10, 30, 0, 0), "2024-3-31"},
-      {"1", EncodeDate(2021, 1, 31), "2021-2-28"},
-      {"1", EncodeDate(2020, 1, 31), "2020-2-29"},
-      {"12", EncodeDate(2020, 2, 29), "2021-2-28"},
-      {"25", EncodeDateTime(2020, 2, 29, 23, 59, 0, 0), "2023-2-28"},
-      {"27", EncodeDate(2019, 8, 31), "2024-8-31"},
-      {"24", EncodeDate(2019, 12, 31), "2021-12-31"},
-      {"3", EncodeDate(2019, 11, 30), "2020-2-29"},
+      {.interval = "26", .verDate = EncodeDateTime(2020, 3, 31, 10, 30, 0, 0), .expected = "2024-3-31"},
+      {.interval = "1", .verDate = EncodeDate(2021, 1, 31), .expected = "2021-2-28"},
+      {.interval = "1", .expected = "2020-2-29"},
+      {.interval = "25", .verDate = EncodeDateTime(2020, 2, 29, 23, 59, 0, 0), .expected = "2023-2-28"},
+      {.interval = "3", .verDate = EncodeDate(2019, 11, 30), .expected = "2020-2-29"},
+      // "Default": the framework's own interval wins over the system's, and twelve months over nothing.
+      {.interval = "", .expected = "2024-1-31", .codes = {{"FW3", "26"}, {"APP_OPTION", "7"}}},
+      {.interval = "", .expected = "2020-8-31", .codes = {{"FW4", "27"}, {"APP_OPTION", "7"}}},
+      {.interval = "", .expected = "2021-1-31", .codes = {{"APP_OPTION", "yearly"}}},
+      {.interval = "", .expected = "2021-1-31"},
+      // "None" clears without asking; No keeps the date; nothing to change: nothing touched.
+      {.interval = "0", .expected = "", .stored = june, .answer = std::nullopt},
+      {.interval = "0", .expected = "", .answer = std::nullopt, .state = DataSetState::Browse},
+      {.interval = "6", .expected = "2022-6-15", .stored = june, .answer = ModalResult::mrNo,
+       .state = DataSetState::Browse},
   };
   for (const Case& c : cases) {
-    SCOPED_TRACE(c.interval);
-    Doc doc(c.verDate);
-    ScriptedPrompts prompts = YesToTheQuestion();
-    CalcAndSetReviewDate(doc.dm, prompts, c.interval, doc.dm.tblDoc);
-    EXPECT_EQ(prompts.Unanswered(), 0u);
-    EXPECT_EQ(prompts.Shown().at(0).buttons, platform::Buttons::YesNo);
-    EXPECT_EQ(Ymd(doc.NextReview().AsDateTime()), c.expected);
-    // The date only: the version's time of day stays behind.
-    EXPECT_EQ(doc.NextReview().AsDateTime(), std::floor(doc.NextReview().AsDateTime()));
-    EXPECT_EQ(doc.dm.tblDoc.State(), DataSetState::Edit);
+    SCOPED_TRACE(std::string(c.interval) + " " + c.expected);
+    Doc doc(c.verDate, c.stored);
+    for (const auto& [dtype, val] : c.codes) {
+      doc.instance.Cache(std::string("insert into CODES values ('") + dtype + "', 'DEF_REVIEW', '" + val + "')");
+    }
+    doc.dm.tblCodes.Refresh();
+    EXPECT_EQ(doc.Set(c.interval, c.answer), c.expected);
+    EXPECT_EQ(doc.dm.tblDoc.State(), c.state);
   }
 }
 
-TEST(CalcAndSetReviewDate, NoneClearsWithoutAskingAndNoKeepsTheDate) {
-  const double ver = EncodeDate(2021, 6, 15);
-  {
-    Doc doc(ver, std::to_string(EncodeDate(2022, 6, 15)).c_str());
-    ScriptedPrompts prompts;  // any question fails the test
-    CalcAndSetReviewDate(doc.dm, prompts, "0", doc.dm.tblDoc);
-    EXPECT_TRUE(doc.NextReview().IsNull());
-    EXPECT_TRUE(prompts.Shown().empty());
-  }
-  {
-    Doc doc(ver);
-    ScriptedPrompts prompts;
-    CalcAndSetReviewDate(doc.dm, prompts, "0", doc.dm.tblDoc);
-    EXPECT_EQ(doc.dm.tblDoc.State(), DataSetState::Browse);  // nothing to clear, nothing touched
-  }
-  {
-    Doc doc(ver, std::to_string(EncodeDate(2022, 6, 15)).c_str());
-    ScriptedPrompts prompts;
-    prompts.Answer({ModalResult::mrNo, kResetReviewDateQuestion, MessageKind::Confirmation});
-    CalcAndSetReviewDate(doc.dm, prompts, "6", doc.dm.tblDoc);
-    EXPECT_EQ(Ymd(doc.NextReview().AsDateTime()), "2022-6-15");
-    EXPECT_EQ(doc.dm.tblDoc.State(), DataSetState::Browse);
-  }
-}
-
-TEST(CalcAndSetReviewDate, DefaultTakesTheFrameworksIntervalThenTheSystemsThenTwelve) {
-  struct Case {
-    const char* name;
-    const char* framework;  // FW3's DEF_REVIEW, nullptr for no row
-    const char* system;     // APP_OPTION's
-    const char* expected;   // from 2020-01-31
-  };
-  const std::vector<Case> cases = {
-      {"framework wins", "26", "7", "2024-1-31"},
-      {"framework of another number doesn't count", nullptr, "7", "2020-8-31"},
-      {"system interval", nullptr, "1", "2020-2-29"},
-      {"system not a number", nullptr, "yearly", "2021-1-31"},
-      {"nothing set", nullptr, nullptr, "2021-1-31"},
-  };
-  for (const Case& c : cases) {
-    SCOPED_TRACE(c.name);
-    Doc doc(EncodeDate(2020, 1, 31));
-    if (c.framework) doc.Code("FW3", c.framework);
-    else doc.Code("FW4", "27");
-    if (c.system) doc.Code("APP_OPTION", c.system);
-    ScriptedPrompts prompts = YesToTheQuestion();
-    CalcAndSetReviewDate(doc.dm, prompts, "", doc.dm.tblDoc);
-    EXPECT_EQ(Ymd(doc.NextReview().AsDateTime()), c.expected);
-  }
-}
-
-// The months a pane entry's own words promise: "1 month", "N months", "N years".
-int MonthsOfDescription(const std::string& descript) {
-  const int n = std::stoi(descript);
-  return descript.find("year") != std::string::npos ? 12 * n : n;
-}
-
-TEST(CalcAndSetReviewDate, EveryIntervalOfThePaneMeansWhatItSays) {
-  DmInstance intervals(testing::DeadPort());
+TEST(CalcAndSetReviewDate, EveryIntervalOfThePaneMeansWhatItsWordsSay) {
+  testing::Instance intervals(testing::DeadPort());
   Table& list = intervals.dm->tblReviewIntervals;
   ASSERT_EQ(list.RecordCount(), 29);
-  const double ver = EncodeDate(2019, 8, 31);
-  int checked = 0;
-  for (list.First(); !list.Eof(); list.Next()) {
+  list.First();
+  EXPECT_TRUE(list.FieldByName("id").IsNull());
+  EXPECT_EQ(list.FieldByName("descript").AsString(), "Default");
+  list.Next();
+  EXPECT_EQ(list.FieldByName("descript").AsString(), "None");
+  for (list.Next(); !list.Eof(); list.Next()) {
+    // "1 month", "N months", "N years".
     const std::string descript = list.FieldByName("descript").AsString();
-    SCOPED_TRACE(descript);
-    if (list.FieldByName("id").IsNull()) {
-      EXPECT_EQ(descript, "Default");
-      continue;
-    }
-    const std::string id = list.FieldByName("id").AsString();
-    Doc doc(ver, "45000");
-    ScriptedPrompts prompts;
-    if (id == "0") {
-      EXPECT_EQ(descript, "None");
-      CalcAndSetReviewDate(doc.dm, prompts, id, doc.dm.tblDoc);
-      EXPECT_TRUE(doc.NextReview().IsNull());
-      continue;
-    }
-    prompts = YesToTheQuestion();
-    CalcAndSetReviewDate(doc.dm, prompts, id, doc.dm.tblDoc);
-    const int months = MonthsOfDescription(descript);
-    EXPECT_EQ(ReviewIntervalMonths(std::stoi(id)), months);
-    const int total = 2019 * 12 + 7 + months;
-    const int year = total / 12, month = total % 12 + 1;
-    const int day = std::min(31, foundation::DaysInMonth(year, month));
-    EXPECT_EQ(Ymd(doc.NextReview().AsDateTime()),
-              std::to_string(year) + "-" + std::to_string(month) + "-" + std::to_string(day));
-    ++checked;
+    const int months = std::stoi(descript) * (descript.find("year") != std::string::npos ? 12 : 1);
+    const int total = 2019 * 12 + 7 + months, year = total / 12, month = total % 12 + 1;
+    EXPECT_EQ(Doc(EncodeDate(2019, 8, 31)).Set(list.FieldByName("id").AsString()),
+              std::to_string(year) + "-" + std::to_string(month) + "-" +
+                  std::to_string(std::min(31, foundation::DaysInMonth(year, month))))
+        << descript;
   }
-  EXPECT_EQ(checked, 27);
 }
 
 }  // namespace
