@@ -2,7 +2,7 @@
 # Usage: scripts/measure-slow-clients.py REPO (after make build).
 # Measures a call's latency with eight slow-header connections held, and the
 # stop after SIGTERM with one held; 127.0.0.1 only, every wait bounded.
-import socket, subprocess, sys, time, tempfile, statistics, signal
+import shutil, socket, subprocess, sys, time, tempfile, statistics, signal
 root = sys.argv[1]
 data = tempfile.mkdtemp()
 srv = subprocess.Popen([root + "/build/apps/quillorn-server", "--port", "0", "--data", data, "--seed", "demo"],
@@ -33,3 +33,4 @@ stop = time.perf_counter() - t
 print("no slow connection: median %.1f ms (rc %s)" % (statistics.median(x[0] for x in base) * 1000, {x[1] for x in base}))
 print("eight slow connections held: median %.1f ms, max %.1f ms (rc %s)" % (statistics.median(x[0] for x in held) * 1000, max(x[0] for x in held) * 1000, {x[1] for x in held}))
 print("SIGTERM with a slow connection held: stopped in %.0f ms, exit %s" % (stop * 1000, rc))
+shutil.rmtree(data, ignore_errors=True)
