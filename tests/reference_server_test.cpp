@@ -5,12 +5,11 @@
 #include <chrono>
 #include <cstdlib>
 #include <filesystem>
-#include <fstream>
-#include <iterator>
 #include <string>
 #include <thread>
 
 #include "foundation/datetime.h"
+#include "foundation/temp_folder_for_test.h"
 #include "platform/queue_main_loop.h"
 #include "server/catalogue.h"
 #include "server/function_table.h"
@@ -29,18 +28,8 @@ using transport::TRpcValueTypes;
 
 constexpr int kCallTimeoutSeconds = 10;
 
-struct TempFolder {
-  TempFolder()
-      : path(std::filesystem::temp_directory_path() /
-             ("quillorn-refserver-" + std::to_string(std::chrono::steady_clock::now().time_since_epoch().count()))) {
-    std::filesystem::create_directories(path);
-  }
-  ~TempFolder() {
-    std::error_code ec;
-    std::filesystem::remove_all(path, ec);
-  }
-  std::filesystem::path path;
-};
+using foundation::testing::ReadAll;
+using foundation::testing::TempFolder;
 
 // The client side as the add-in configures it, pointed at a port.
 struct Client {
@@ -78,7 +67,7 @@ struct Client {
 
 class ReferenceServer : public ::testing::Test {
  protected:
-  ReferenceServer() : store_(folder_.path), server_({}, Functions(store_)), client_(server_.Start()) {}
+  ReferenceServer() : store_(folder_.Path()), server_({}, Functions(store_)), client_(server_.Start()) {}
 
   static server::FunctionTable Functions(server::ServerStore& store) {
     server::FunctionTable table;
@@ -136,12 +125,6 @@ TEST_F(ReferenceServer, CallsThroughTheClientModule) {
   EXPECT_EQ(Count("SAMPLES"), 1);
 }
 
-// The program, run by the shell in the background; a subshell keeps its exit status.
-std::string ReadAll(const std::filesystem::path& path) {
-  std::ifstream in(path, std::ios::binary);
-  return std::string((std::istreambuf_iterator<char>(in)), std::istreambuf_iterator<char>());
-}
-
 // Polls `path` until `done` holds for its text, for at most `bound`.
 template <typename Done>
 std::string WaitForFile(const std::filesystem::path& path, Done done, std::chrono::seconds bound) {
@@ -154,15 +137,16 @@ std::string WaitForFile(const std::filesystem::path& path, Done done, std::chron
   return text;
 }
 
+// The program, run by the shell in the background; a subshell keeps its exit status.
 TEST(ReferenceServerProgram, ListensAnswersLogsAndStopsOnSigterm) {
   TempFolder folder;
-  const auto out = folder.path / "out.txt";
-  const auto err = folder.path / "err.txt";
-  const auto pid = folder.path / "pid";
-  const auto rc = folder.path / "rc";
+  const auto out = folder.Path() / "out.txt";
+  const auto err = folder.Path() / "err.txt";
+  const auto pid = folder.Path() / "pid";
+  const auto rc = folder.Path() / "rc";
   // --run-seconds stops a server that a failed test leaves behind.
   const std::string command = "( \"" + std::string(QUILLORN_SERVER_APP) + "\" --port 0 --data \"" +
-                              (folder.path / "data").string() + "\" --bind 127.0.0.1 --run-seconds 60 >\"" +
+                              (folder.Path() / "data").string() + "\" --bind 127.0.0.1 --run-seconds 60 >\"" +
                               out.string() + "\" 2>\"" + err.string() + "\" & echo $! >\"" + pid.string() +
                               "\"; wait $!; echo $? >\"" + rc.string() + "\" ) &";
   ASSERT_EQ(std::system(command.c_str()), 0);
@@ -173,7 +157,7 @@ TEST(ReferenceServerProgram, ListensAnswersLogsAndStopsOnSigterm) {
   ASSERT_TRUE(line.starts_with(prefix)) << line << ReadAll(err);
   const int port = std::stoi(line.substr(prefix.size()));
   ASSERT_GT(port, 0);
-  EXPECT_TRUE(std::filesystem::exists(folder.path / "data" / "server.db"));
+  EXPECT_TRUE(std::filesystem::exists(folder.Path() / "data" / "server.db"));
 
   std::string session;
   {
@@ -205,7 +189,7 @@ TEST(ReferenceServerProgram, ListensAnswersLogsAndStopsOnSigterm) {
 TEST(ReferenceServerProgram, RefusesAddressesOtherThanLoopback) {
   TempFolder folder;
   const std::string command = "\"" + std::string(QUILLORN_SERVER_APP) + "\" --port 0 --data \"" +
-                              folder.path.string() + "\" --bind 0.0.0.0 >/dev/null 2>&1";
+                              folder.Path().string() + "\" --bind 0.0.0.0 >/dev/null 2>&1";
   EXPECT_NE(std::system(command.c_str()), 0);
 }
 
