@@ -10,11 +10,9 @@
 #include <vector>
 
 #include "foundation/temp_folder_for_test.h"
-#include "server/catalogue.h"
 #include "server/demo_files.h"
 #include "server/procedure_calls.h"
 #include "server/store.h"
-#include "transport/rpc_value.h"
 
 namespace quillorn::server {
 namespace {
@@ -29,17 +27,6 @@ struct SeededStore {
                                                                  : cells[0].bytes);
     }
     return values;
-  }
-  // The reply of the catalogue's "select" to a statement as the client sends it.
-  transport::TRpcValue Select(const std::string& sql) {
-    for (auto& [name, function] : Catalogue(store)) {
-      if (name != "select") continue;
-      transport::TRpcFunctionInfo call("select");
-      call.SetText("sql", sql);
-      return function(call);
-    }
-    ADD_FAILURE() << "the catalogue has no select";
-    return {};
   }
   foundation::testing::TempFolder folder;
   ServerStore store;
@@ -102,31 +89,6 @@ TEST(DemoSeed, HoldsWhatTheClientTakesForGranted) {
       {.sql = "select DOC_ID from DOCS where WEB_FORM='Y'", .column = {std::to_string(kDemoWebFormId)}},
   };
   for (const Fact& f : facts) EXPECT_EQ(s.Column(f.sql), f.column) << f.sql;
-}
-
-TEST(DemoSeed, EveryTableTheClientFetchesCrossesTheWire) {
-  SeededStore s;
-  ASSERT_TRUE(s.seeded);
-  std::vector<std::string> statements = {
-      "select CODE, VAL from GET_DOC_FIELDS",
-      "SELECT * from Users where coalesce(IS_WEB_USER, 'N')='N'",
-      "SELECT * from GROUPS",
-      "SELECT * from USER_GROUP_LINKS",
-      "select D_TYPE, CODE, VAL from CODES where D_TYPE<>'DOC_FIELD'",
-      "select doc_no, cast((doc_name || ' (' || ver|| ')') as VarChar(512)) as doc_name, seq, framework, file_type "
-      "from docs where (file_type=1 or file_type=2) and doc_type_id=7 and is_current='Y' and status='A'",
-      "select logo from ORGANISATION",
-  };
-  for (const auto& id : s.Column("select DOC_ID from DOCS")) {
-    statements.push_back("SELECT * from VIEW_DOC(" + id + ")");
-    statements.push_back(
-        "SELECT DOC_NO, TEMPLATE_NAME, HTML_FORM, LAST_EXTRACTED, FIELDS_USED, REGISTER_NAME FROM FORMS where "
-        "DOC_NO = " + id);
-  }
-  for (const auto& sql : statements) {
-    const transport::TRpcValue reply = s.Select(sql);
-    EXPECT_EQ(reply.ValueType(), transport::TRpcValueTypes::rpc_DataSet) << sql << ": " << reply.AsString();
-  }
 }
 
 TEST(DemoSeed, TheWebFormHasItsRecordAndPackage) {

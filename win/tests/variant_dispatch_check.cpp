@@ -124,18 +124,11 @@ CHECK_CASE(CallsCrossIDispatchBothWaysWithTheirValuesAndFailures) {
   app->Release();
 }
 
-CHECK_CASE(VariantsTakeTheComTypesHostsExpect) {
-  const struct {
-    Variant value;
-    VARTYPE vt;
-  } rows[] = {
-      {Variant(), VT_EMPTY},        {Variant::Null(), VT_NULL},          {Variant(true), VT_BOOL},  {Variant(7), VT_I4},
-      {Variant(std::int64_t{7}), VT_I8}, {Variant(7.0), VT_R8},         {Variant("x"), VT_BSTR},
-      {Variant::FromDateTime(1), VT_DATE}, {Variant(ObjectRef{}), VT_DISPATCH},
-      {Variant(VariantList{}), VT_ARRAY | VT_VARIANT},
-  };
-  for (const auto& row : rows) CHECK_EQ_NOTE(ComVariant(row.value).ref().vt, row.vt, std::string(KindName(row.value.kind())));
-  CHECK_EQ(ComVariant(Variant(true)).ref().boolVal, VARIANT_TRUE);  // -1, not 1: hosts compare with it
+// Which VARIANT type each kind takes is shown by the round trip above (a wrong
+// one comes back as another kind); what a trip there and back cannot show is
+// the form hosts read: True as -1, and text as UTF-16.
+CHECK_CASE(VariantsTakeTheFormsHostsRead) {
+  CHECK_EQ(ComVariant(Variant(true)).ref().boolVal, VARIANT_TRUE);  // hosts compare with it
   ComVariant text(Variant("Gr\xC3\xBC\xC3\x9F" "e"));
   CHECK(std::wstring(text.ref().bstrVal, ::SysStringLen(text.ref().bstrVal)) == L"Gr\u00FC\u00DFe");
 }
