@@ -7,6 +7,7 @@
 #include <string>
 #include <vector>
 
+#include "foundation/temp_folder_for_test.h"
 #include "hostsim/excel.h"
 #include "hostsim/powerpoint.h"
 #include "hostsim/publisher.h"
@@ -16,22 +17,9 @@ namespace {
 
 using I = std::int32_t;
 
-class TempDir {
- public:
-  TempDir() {
-    path_ = std::filesystem::temp_directory_path() /
-            ("hostsim-" + std::to_string(reinterpret_cast<std::uintptr_t>(this)) + "-" +
-             ::testing::UnitTest::GetInstance()->current_test_info()->name());
-    std::filesystem::create_directories(path_);
-  }
-  ~TempDir() {
-    std::error_code ec;
-    std::filesystem::remove_all(path_, ec);
-  }
-  std::string File(const std::string& name) const { return (path_ / name).string(); }
-
- private:
-  std::filesystem::path path_;
+// A temp folder whose File() names a file in it.
+struct TempDir : foundation::testing::TempFolder {
+  std::string File(const std::string& name) const { return (Path() / name).string(); }
 };
 
 // A Word document with two sections whose primary headers and footers have text.
