@@ -48,6 +48,7 @@ TEST(CodecGolden, EachScalarClassEncodesToItsBytes) {
   cases.push_back({"false", BooleanValue(false), "B=;"});
   cases.push_back({"integer", IntegerValue(4711), "I=4711;"});
   cases.push_back({"integer zero", IntegerValue(0), "I=;"});
+  cases.push_back({"cardinal zero", Val<TRpcCardinalValue>(0), "K=;"});
   cases.push_back({"large int", Val<TRpcLargeIntValue>(-9000000000LL), "L=-9000000000;"});
   cases.push_back({"object id", Val<TRpcOIDValue>(12345678901LL), "O=12345678901;"});
   cases.push_back({"float", Val<TRpcFloatValue>(1.5), "F=1.5;"});
