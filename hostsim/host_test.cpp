@@ -7,6 +7,7 @@
 #include <string>
 #include <vector>
 
+#include "foundation/temp_folder_for_test.h"
 #include "hostsim/doc_file.h"
 #include "hostsim/excel.h"
 #include "hostsim/hosts.h"
@@ -19,22 +20,9 @@ namespace {
 
 using I = std::int32_t;
 
-class TempDir {
- public:
-  TempDir() {
-    path_ = std::filesystem::temp_directory_path() /
-            ("hostsim-host-" + std::string(::testing::UnitTest::GetInstance()->current_test_info()->name()));
-    std::filesystem::remove_all(path_);
-    std::filesystem::create_directories(path_);
-  }
-  ~TempDir() {
-    std::error_code ec;
-    std::filesystem::remove_all(path_, ec);
-  }
-  std::string File(const std::string& name) const { return (path_ / name).string(); }
-
- private:
-  std::filesystem::path path_;
+// A temp folder whose File() names a file in it.
+struct TempDir : foundation::testing::TempFolder {
+  std::string File(const std::string& name) const { return (Path() / name).string(); }
 };
 
 // Records the events in order and cancels what it is told to.

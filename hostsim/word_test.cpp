@@ -7,6 +7,7 @@
 #include <string>
 #include <vector>
 
+#include "foundation/temp_folder_for_test.h"
 #include "hostsim/excel.h"
 #include "hostsim/powerpoint.h"
 #include "hostsim/publisher.h"
@@ -16,22 +17,9 @@ namespace {
 
 using I = std::int32_t;
 
-class TempDir {
- public:
-  TempDir() {
-    path_ = std::filesystem::temp_directory_path() /
-            ("hostsim-" + std::to_string(reinterpret_cast<std::uintptr_t>(this)) + "-" +
-             ::testing::UnitTest::GetInstance()->current_test_info()->name());
-    std::filesystem::create_directories(path_);
-  }
-  ~TempDir() {
-    std::error_code ec;
-    std::filesystem::remove_all(path_, ec);
-  }
-  std::string File(const std::string& name) const { return (path_ / name).string(); }
-
- private:
-  std::filesystem::path path_;
+// A temp folder whose File() names a file in it.
+struct TempDir : foundation::testing::TempFolder {
+  std::string File(const std::string& name) const { return (Path() / name).string(); }
 };
 
 // A Word document with two sections whose primary headers and footers have text.
@@ -273,58 +261,45 @@ TEST(WordHostTest, AnyChangeClearsSavedAndSettingsDoNot) {
   }
 }
 
+// One new document in each of the other hosts.
+struct OtherHosts {
+  std::shared_ptr<ExcelHost> excel = ExcelHost::Create();
+  std::shared_ptr<PowerPointHost> powerpoint = PowerPointHost::Create();
+  std::shared_ptr<PublisherHost> publisher = PublisherHost::Create();
+  Variant book = Variant(excel->Application()).Get("Workbooks").Call("Add");
+  Variant pres = Variant(powerpoint->Application()).Get("Presentations").Call("Add");
+  Variant pub = Variant(publisher->Application()).Get("Documents").Call("Add");
+};
+
 TEST(OtherHostsTest, RaiseWhereTheirHostsRaise) {
   struct Case {
     const char* what;
-    std::function<void()> call;
+    std::function<void(OtherHosts&)> call;
   };
   const std::vector<Case> cases = {
-      {"publisher missing tag",
-       [] {
-         auto h = PublisherHost::Create();
-         Variant(h->Application()).Get("Documents").Call("Add").Get("Tags").Get("Item", {"cmsID"});
-       }},
-      {"excel sheet 4 of 3",
-       [] {
-         auto h = ExcelHost::Create();
-         Variant(h->Application()).Get("Workbooks").Call("Add").Get("Worksheets").Get("Item", {I{4}});
-       }},
+      {"publisher missing tag", [](OtherHosts& h) { h.pub.Get("Tags").Get("Item", {"cmsID"}); }},
+      {"excel sheet 4 of 3", [](OtherHosts& h) { h.book.Get("Worksheets").Get("Item", {I{4}}); }},
       {"excel sheet wrong password",
-       [] {
-         auto h = ExcelHost::Create();
-         Variant sheet = Variant(h->Application()).Get("Workbooks").Call("Add").Get("Sheets").Get("Item", {I{1}});
+       [](OtherHosts& h) {
+         Variant sheet = h.book.Get("Sheets").Get("Item", {I{1}});
          sheet.Call("Protect", {"a"});
          sheet.Call("Unprotect", {"b"});
        }},
       {"excel workbook wrong password",
-       [] {
-         auto h = ExcelHost::Create();
-         Variant wb = Variant(h->Application()).Get("Workbooks").Call("Add");
-         wb.Call("Protect", {"a", true});
-         wb.Call("Unprotect", {"b"});
+       [](OtherHosts& h) {
+         h.book.Call("Protect", {"a", true});
+         h.book.Call("Unprotect", {"b"});
        }},
-      {"excel missing name",
-       [] {
-         auto h = ExcelHost::Create();
-         Variant(h->Application()).Get("Workbooks").Call("Add").Get("Names").Get("Item", {"cmsDocName"});
-       }},
-      {"powerpoint title master before one is added",
-       [] {
-         auto h = PowerPointHost::Create();
-         Variant(h->Application()).Get("Presentations").Call("Add").Get("TitleMaster");
-       }},
-      {"powerpoint slide 2 of 1",
-       [] {
-         auto h = PowerPointHost::Create();
-         Variant(h->Application()).Get("Presentations").Call("Add").Get("Slides").Get("Item", {I{2}});
-       }},
+      {"excel missing name", [](OtherHosts& h) { h.book.Get("Names").Get("Item", {"cmsDocName"}); }},
+      {"powerpoint title master before one is added", [](OtherHosts& h) { h.pres.Get("TitleMaster"); }},
+      {"powerpoint slide 2 of 1", [](OtherHosts& h) { h.pres.Get("Slides").Get("Item", {I{2}}); }},
       {"powerpoint missing master shape",
-       [] {
-         auto h = PowerPointHost::Create();
-         Variant(h->Application()).Get("Presentations").Call("Add").Get("SlideMaster").Get("Shapes").Get("Item", {"CMSstamp2"});
-       }},
+       [](OtherHosts& h) { h.pres.Get("SlideMaster").Get("Shapes").Get("Item", {"CMSstamp2"}); }},
   };
-  for (const auto& c : cases) EXPECT_THROW(c.call(), platform::HostError) << c.what;
+  for (const auto& c : cases) {
+    OtherHosts hosts;
+    EXPECT_THROW(c.call(hosts), platform::HostError) << c.what;
+  }
 }
 
 TEST(OtherHostsTest, ExcelNamesAddReplacesAndUnprotectForgivesTheUnprotected) {

@@ -40,7 +40,7 @@ class LoginDialog final : public DialogModel {
 
 TEST(Prompts, ResultNamesParseInEveryFormAndButtonsListTheirAnswers) {
   const std::pair<const char*, std::optional<ModalResult>> parse[] = {
-      {"OK", mrOk}, {"ok", mrOk}, {"mrOk", mrOk}, {"MRCANCEL", mrCancel}, {"yes", mrYes},
+      {"OK", mrOk}, {"mrOk", mrOk}, {"MRCANCEL", mrCancel}, {"yes", mrYes},
       {"No", mrNo}, {"retry", mrRetry}, {"mr", std::nullopt}, {"Yess", std::nullopt}, {"", std::nullopt}};
   for (const auto& [text, expected] : parse) EXPECT_EQ(ParseModalResult(text), expected) << text;
 

@@ -18,10 +18,10 @@ TEST(Timer, RunsOnlyWhenEnabledWithAnIntervalAndAHandler) {
     int expected_in_one_second;
   };
   const Case cases[] = {
-      {"disabled at creation", false, 100, true, 0},
-      {"enabled", true, 100, true, 10},
-      {"zero interval", true, 0, true, 0},
-      {"no handler", true, 100, false, 0},
+      {.name = "disabled", .enabled = false, .interval = 100, .handler = true, .expected_in_one_second = 0},
+      {.name = "enabled", .enabled = true, .interval = 100, .handler = true, .expected_in_one_second = 10},
+      {.name = "zero interval", .enabled = true, .interval = 0, .handler = true, .expected_in_one_second = 0},
+      {.name = "no handler", .enabled = true, .interval = 100, .handler = false, .expected_in_one_second = 0},
   };
   for (const auto& c : cases) {
     SCOPED_TRACE(c.name);

@@ -29,7 +29,6 @@ TEST(ScenarioScript, SplitsLinesIntoWords) {
       // A hash inside a word or inside quotes is no comment.
       {"key word ctrl+#", {W("key"), W("word"), W("ctrl+#")}},
       {"sql \"select '#1' from FILES\"", {W("sql"), Q("select '#1' from FILES")}},
-      {"expect sql \"select 1\" = 1", {W("expect"), W("sql"), Q("select 1"), W("="), W("1")}},
   };
   for (const Case& c : cases) {
     const auto steps = ParseScenario(c.line);

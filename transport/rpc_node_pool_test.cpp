@@ -8,8 +8,6 @@
 #include <thread>
 #include <vector>
 
-#include "transport/rpc_value.h"
-
 namespace quillorn::transport {
 namespace {
 
@@ -84,24 +82,6 @@ TEST(NodePool, BlocksFreedOnAnotherThreadAreReused) {
   for (const auto& b : third) EXPECT_TRUE(Intact(b));
   for (int i = 1; i < kCount; i += 2) PoolFree(second[static_cast<std::size_t>(i)].data, 48);
   for (const auto& b : third) PoolFree(b.data, b.size);
-}
-
-TEST(NodePool, TreesMoveBetweenThreads) {
-  // A tree built on one thread, read and dropped on another, with its record's field list.
-  TRpcValue tree;
-  std::thread builder([&] {
-    auto record = std::make_unique<TRpcRecord>();
-    for (int i = 0; i < 500; ++i) record->SetInteger("F" + std::to_string(i), i);
-    tree = TRpcValue(std::move(record));
-  });
-  builder.join();
-  std::thread reader([&] {
-    EXPECT_EQ(tree.AsRecord().Count(), 500u);
-    EXPECT_EQ(tree.AsRecord().GetInteger("f499"), 499);
-    tree.Clear();
-  });
-  reader.join();
-  EXPECT_TRUE(tree.IsNull());
 }
 
 }  // namespace
