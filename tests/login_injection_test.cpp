@@ -3,14 +3,13 @@
 // reference server and offline against the cached users.
 #include <gtest/gtest.h>
 
-#include <chrono>
-#include <filesystem>
 #include <string>
 #include <vector>
 
 #include "data/login.h"
 #include "data/tdm.h"
 #include "foundation/paths.h"
+#include "foundation/temp_folder_for_test.h"
 #include "server/store.h"
 #include "sim/launcher.h"
 #include "sim/simulation.h"
@@ -18,23 +17,13 @@
 namespace quillorn {
 namespace {
 
-struct Home {
-  Home()
-      : path(std::filesystem::temp_directory_path() /
-             ("quillorn-login-" +
-              std::to_string(std::chrono::steady_clock::now().time_since_epoch().count()))) {}
-  ~Home() {
-    std::error_code ec;
-    std::filesystem::remove_all(path, ec);
-  }
-  std::filesystem::path path;
-};
+using foundation::testing::TempFolder;
 
 // The demo organisation, a user whose login holds a quote, and a Word whose
 // cache holds the users, as after the desktop program's announcement.
 class Login : public ::testing::Test {
  protected:
-  Login() : sim_(home_.path.string()) {
+  Login() : sim_(home_.Path().string()) {
     sim_.StartServer();
     sim_.Store()->Execute("INSERT INTO Users (USER_ID, LOGIN, WEB_PASSWORD) VALUES (40, 'O''HARA', 'it''s')");
     word_ = &sim_.StartHost(platform::HostType::ohaWord, "16.0");
@@ -50,7 +39,7 @@ class Login : public ::testing::Test {
     return id;
   }
 
-  Home home_;
+  TempFolder home_;
   sim::Simulation sim_;
   sim::SimInstance* word_ = nullptr;
 };

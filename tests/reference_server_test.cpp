@@ -1,12 +1,9 @@
-// The reference server's catalogue through the client module on 127.0.0.1,
-// in-process and as the quillorn-server program.
+// The reference server's catalogue through the client module on 127.0.0.1, in
+// process; the program itself is tested in server_program_test.cpp.
 #include <gtest/gtest.h>
 
-#include <chrono>
-#include <cstdlib>
 #include <filesystem>
 #include <string>
-#include <thread>
 
 #include "foundation/datetime.h"
 #include "foundation/temp_folder_for_test.h"
@@ -123,75 +120,6 @@ TEST_F(ReferenceServer, CallsThroughTheClientModule) {
   EXPECT_EQ(Count("SAMPLES"), 2);
   EXPECT_TRUE(client_.ExecSql("DELETE FROM SAMPLES WHERE ID=1").AsBoolean());
   EXPECT_EQ(Count("SAMPLES"), 1);
-}
-
-// Polls `path` until `done` holds for its text, for at most `bound`.
-template <typename Done>
-std::string WaitForFile(const std::filesystem::path& path, Done done, std::chrono::seconds bound) {
-  const auto deadline = std::chrono::steady_clock::now() + bound;
-  std::string text = ReadAll(path);
-  while (!done(text) && std::chrono::steady_clock::now() < deadline) {
-    std::this_thread::sleep_for(std::chrono::milliseconds(10));
-    text = ReadAll(path);
-  }
-  return text;
-}
-
-// The program, run by the shell in the background; a subshell keeps its exit status.
-TEST(ReferenceServerProgram, ListensAnswersLogsAndStopsOnSigterm) {
-  TempFolder folder;
-  const auto out = folder.Path() / "out.txt";
-  const auto err = folder.Path() / "err.txt";
-  const auto pid = folder.Path() / "pid";
-  const auto rc = folder.Path() / "rc";
-  // --run-seconds stops a server that a failed test leaves behind.
-  const std::string command = "( \"" + std::string(QUILLORN_SERVER_APP) + "\" --port 0 --data \"" +
-                              (folder.Path() / "data").string() +
-                              "\" --bind 127.0.0.1 --allow-any-sql --run-seconds 60 >\"" + out.string() +
-                              "\" 2>\"" + err.string() + "\" & echo $! >\"" + pid.string() +
-                              "\"; wait $!; echo $? >\"" + rc.string() + "\" ) &";
-  ASSERT_EQ(std::system(command.c_str()), 0);
-
-  const std::string line = WaitForFile(
-      out, [](const std::string& text) { return text.find('\n') != std::string::npos; }, std::chrono::seconds(10));
-  const std::string prefix = "listening on 127.0.0.1:";
-  ASSERT_TRUE(line.starts_with(prefix)) << line << ReadAll(err);
-  const int port = std::stoi(line.substr(prefix.size()));
-  ASSERT_GT(port, 0);
-  EXPECT_TRUE(std::filesystem::exists(folder.Path() / "data" / "server.db"));
-
-  std::string session;
-  {
-    Client client(port);
-    EXPECT_TRUE(client.YouThere().AsBoolean());
-    ASSERT_TRUE(client.ExecSql("CREATE TABLE T (A INTEGER)").AsBoolean());
-    const TRpcValue reply = client.Select("SELECT A FROM T");
-    ASSERT_EQ(reply.ValueType(), TRpcValueTypes::rpc_DataSet) << reply.toCode();
-    EXPECT_EQ(reply.AsDataSet().RowCount(), 0u);
-    session = client.module.SessionId();
-  }
-
-  const std::string kill = "kill -TERM $(cat \"" + pid.string() + "\")";
-  ASSERT_EQ(std::system(kill.c_str()), 0);
-  const auto started = std::chrono::steady_clock::now();
-  const std::string status = WaitForFile(
-      rc, [](const std::string& text) { return text.find('\n') != std::string::npos; }, std::chrono::seconds(10));
-  EXPECT_EQ(status, "0\n");
-  EXPECT_LT(std::chrono::steady_clock::now() - started, std::chrono::seconds(5));
-
-  // Every call on its own line, with the session it came in.
-  const std::string log = ReadAll(err);
-  for (const std::string function : {"youthere", "execsql", "select"}) {
-    EXPECT_NE(log.find('\t' + session + '\t' + function + '\t'), std::string::npos) << function << "\n" << log;
-  }
-  EXPECT_NE(log.find("stopped by signal"), std::string::npos) << log;
-}
-
-TEST(ReferenceServerProgram, RefusesAddressesOtherThanLoopback) {
-  TempFolder folder;
-  const std::string command = "\"" + std::string(QUILLORN_SERVER_APP) + "\" --port 0 --data \"" +
-                              folder.Path().string() + "\" --bind 0.0.0.0 >/dev/null 2>&1";
-  EXPECT_NE(std::system(command.c_str()), 0);
 }
 
 }  // namespace

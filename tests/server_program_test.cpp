@@ -1,6 +1,8 @@
-// The reference server program against clients that try to take it over,
-// starve it or keep it from stopping, all on 127.0.0.1. Every wait is bounded
-// far beyond what the server needs, and far below what it took before it held.
+// The quillorn-server program as its operators and its clients meet it, all on
+// 127.0.0.1: it listens, answers, logs and stops, and holds against clients
+// that try to take it over, starve it or keep it from stopping. Every wait is
+// bounded far beyond what the server needs, and far below what it took before
+// it held.
 #include <gtest/gtest.h>
 #include <httplib.h>
 
@@ -8,14 +10,13 @@
 #include <condition_variable>
 #include <cstdlib>
 #include <filesystem>
-#include <fstream>
-#include <iterator>
 #include <memory>
 #include <mutex>
 #include <string>
 #include <thread>
 #include <vector>
 
+#include "foundation/temp_folder_for_test.h"
 #include "platform/queue_main_loop.h"
 #include "server/sql_policy.h"
 #include "transport/rpc_client_module.h"
@@ -29,10 +30,8 @@ using namespace std::chrono_literals;
 using transport::TRpcValue;
 using transport::TRpcValueTypes;
 
-std::string ReadAll(const std::filesystem::path& path) {
-  std::ifstream in(path, std::ios::binary);
-  return std::string((std::istreambuf_iterator<char>(in)), std::istreambuf_iterator<char>());
-}
+using foundation::testing::ReadAll;
+using foundation::testing::TempFolder;
 
 // Polls `path` until its text holds `wanted`, for at most `bound`.
 std::string WaitFor(const std::filesystem::path& path, const std::string& wanted,
@@ -47,7 +46,7 @@ std::string WaitFor(const std::filesystem::path& path, const std::string& wanted
 }
 
 // The exit status of a shell command, as the shell reports it.
-int ExitStatus(const std::string& command) {
+int ShellStatus(const std::string& command) {
   const auto file =
       std::filesystem::temp_directory_path() /
       ("quillorn-status-" + std::to_string(std::chrono::steady_clock::now().time_since_epoch().count()));
@@ -62,41 +61,40 @@ int ExitStatus(const std::string& command) {
 // failed test leaves behind.
 class ServerProgram {
  public:
-  explicit ServerProgram(const std::string& options = "")
-      : folder_(std::filesystem::temp_directory_path() /
-                ("quillorn-hostile-" +
-                 std::to_string(std::chrono::steady_clock::now().time_since_epoch().count()))) {
-    std::filesystem::create_directories(folder_);
+  explicit ServerProgram(const std::string& options = "") {
     const std::string command = "( \"" + std::string(QUILLORN_SERVER_APP) + "\" --port 0 --data \"" +
-                                (folder_ / "data").string() + "\" --seed demo --run-seconds 90 " + options +
-                                " >\"" + File("out") + "\" 2>/dev/null & echo $! >\"" + File("pid") +
+                                Data().string() + "\" --seed demo --run-seconds 90 " + options + " >\"" +
+                                File("out") + "\" 2>\"" + File("err") + "\" & echo $! >\"" + File("pid") +
                                 "\"; wait $!; echo $? >\"" + File("rc") + "\" ) &";
     std::system(command.c_str());
     const std::string prefix = "listening on 127.0.0.1:";
-    const std::string out = WaitFor(folder_ / "out", prefix, 20s);
+    const std::string out = WaitFor(folder_.Path() / "out", prefix, 20s);
     const auto at = out.find(prefix);
     if (at != std::string::npos) port_ = std::stoi(out.substr(at + prefix.size()));
   }
+  // The subshell writes the status before the folder goes.
   ~ServerProgram() {
     std::system(("kill -KILL $(cat \"" + File("pid") + "\") 2>/dev/null").c_str());
-    std::error_code ec;
-    std::filesystem::remove_all(folder_, ec);
+    WaitFor(folder_.Path() / "rc", "\n", 10s);
   }
 
   int Port() const { return port_; }
+  std::filesystem::path Data() const { return folder_.Path() / "data"; }
+  std::string Log() const { return ReadAll(folder_.Path() / "err"); }
+  std::string ExitStatus() const { return ReadAll(folder_.Path() / "rc"); }
 
   // Sends SIGTERM; how long the program took to end, or `bound` when it did not.
   std::chrono::milliseconds Terminate(std::chrono::seconds bound) {
     const auto start = std::chrono::steady_clock::now();
     std::system(("kill -TERM $(cat \"" + File("pid") + "\")").c_str());
-    if (WaitFor(folder_ / "rc", "\n", bound).find('\n') == std::string::npos) return bound;
+    if (WaitFor(folder_.Path() / "rc", "\n", bound).find('\n') == std::string::npos) return bound;
     return std::chrono::duration_cast<std::chrono::milliseconds>(std::chrono::steady_clock::now() - start);
   }
 
  private:
-  std::string File(const char* name) const { return (folder_ / name).string(); }
+  std::string File(const char* name) const { return (folder_.Path() / name).string(); }
 
-  std::filesystem::path folder_;
+  TempFolder folder_;
   int port_ = 0;
 };
 
@@ -182,7 +180,7 @@ class SlowClients {
   std::vector<std::thread> threads_;
 };
 
-TEST(HostileClients, NoClientTakesOverAUserThroughExecSql) {
+TEST(ServerProgram, NoClientTakesOverAUserThroughExecSql) {
   ServerProgram server;
   ASSERT_GT(server.Port(), 0);
   Client client(server.Port());
@@ -199,11 +197,11 @@ TEST(HostileClients, NoClientTakesOverAUserThroughExecSql) {
   // `quillorn rpc` tells the refusal from a result by its exit status.
   const std::string rpc =
       "\"" + std::string(QUILLORN_APP) + "\" rpc --server 127.0.0.1:" + std::to_string(server.Port()) + " ";
-  EXPECT_EQ(ExitStatus(rpc + "execsql \"sql=DELETE FROM Users\" >/dev/null"), 3);
-  EXPECT_EQ(ExitStatus(rpc + "youthere >/dev/null"), 0);
+  EXPECT_EQ(ShellStatus(rpc + "execsql \"sql=DELETE FROM Users\" >/dev/null"), 3);
+  EXPECT_EQ(ShellStatus(rpc + "youthere >/dev/null"), 0);
 }
 
-TEST(HostileClients, ACallIsAnsweredWhileEightSlowConnectionsAreHeld) {
+TEST(ServerProgram, ACallIsAnsweredWhileEightSlowConnectionsAreHeld) {
   ServerProgram server;
   ASSERT_GT(server.Port(), 0);
   SlowClients slow(server.Port(), 8);
@@ -215,7 +213,7 @@ TEST(HostileClients, ACallIsAnsweredWhileEightSlowConnectionsAreHeld) {
   }
 }
 
-TEST(HostileClients, ARunawaySelectIsStoppedAndTheServerGoesOnAnswering) {
+TEST(ServerProgram, ARunawaySelectIsStoppedAndTheServerGoesOnAnswering) {
   ServerProgram server("--statement-seconds 1");
   ASSERT_GT(server.Port(), 0);
   Client client(server.Port());
@@ -227,11 +225,36 @@ TEST(HostileClients, ARunawaySelectIsStoppedAndTheServerGoesOnAnswering) {
   EXPECT_EQ(client.Text(client.Call("select", "select LOGIN from Users where USER_ID=1")), "JSMITH");
 }
 
-TEST(HostileClients, SigtermStopsTheServerWhileASlowConnectionIsHeld) {
-  ServerProgram server;
-  ASSERT_GT(server.Port(), 0);
+// Its first line names its port; every call is logged on its own line with the
+// session it came in; SIGTERM stops it, with status 0, while a slow connection
+// is still held.
+TEST(ServerProgram, ListensAnswersLogsAndStopsOnSigtermWhileASlowConnectionIsHeld) {
+  ServerProgram server("--allow-any-sql");
+  ASSERT_GT(server.Port(), 0) << server.Log();
+  EXPECT_TRUE(std::filesystem::exists(server.Data() / "server.db"));
+  std::string session;
+  {
+    Client client(server.Port());
+    EXPECT_EQ(client.Text(client.Call("youthere")), "true");
+    EXPECT_EQ(client.Text(client.Call("execsql", "CREATE TABLE T (A INTEGER)")), "true");
+    EXPECT_EQ(client.Text(client.Call("select", "SELECT A FROM T")), "no row");
+    session = client.module.SessionId();
+  }
   SlowClients slow(server.Port(), 1);
   EXPECT_LT(server.Terminate(20s), 5s);
+  EXPECT_EQ(server.ExitStatus(), "0\n");
+  const std::string log = server.Log();
+  for (const std::string function : {"youthere", "execsql", "select"}) {
+    EXPECT_NE(log.find('\t' + session + '\t' + function + '\t'), std::string::npos) << function << "\n" << log;
+  }
+  EXPECT_NE(log.find("stopped by signal"), std::string::npos) << log;
+}
+
+TEST(ServerProgram, RefusesAddressesOtherThanLoopback) {
+  TempFolder folder;
+  EXPECT_NE(ShellStatus("\"" + std::string(QUILLORN_SERVER_APP) + "\" --port 0 --data \"" + folder.Path().string() +
+                       "\" --bind 0.0.0.0 >/dev/null 2>&1"),
+            0);
 }
 
 }  // namespace
