@@ -36,19 +36,6 @@ void RenameDoc(Tdm& dm, int id, const std::string& name) {
   dm.SaveDocData();
 }
 
-TEST(ChangeCapture, TheNextDeltaFollowsTheLastOfItsTableInSortedOrder) {
-  TempFolder folder;
-  platform::FakeSystemServices system;
-  for (const char* name : {"docs.009", "DOCS.003", "PUBLISHED_DOCS.012", "cache.dat"}) {
-    WriteAll(folder.Path() / name, "");
-  }
-  EXPECT_EQ(GetNextCacheFileName(system, folder.Dir(), "DOCS"), "DOCS.010");
-  EXPECT_EQ(GetNextCacheFileName(system, folder.Dir(), "PUBLISHED_DOCS"), "PUBLISHED_DOCS.013");
-  EXPECT_EQ(GetNextCacheFileName(system, folder.Dir(), "CODES"), "CODES.000");
-  WriteAll(folder.Path() / "DOCS.bak", "");
-  EXPECT_THROW(GetNextCacheFileName(system, folder.Dir(), "DOCS"), std::exception);
-}
-
 TEST(ChangeCapture, OfflineSavesBecomeNumberedDeltasWithTheirOwner) {
   Instance instance(testing::DeadPort());
   Tdm& dm = *instance.dm;

@@ -2,7 +2,6 @@
 
 #include <gtest/gtest.h>
 
-#include <stdexcept>
 #include <string>
 #include <vector>
 
@@ -17,77 +16,6 @@ using testing::DeadPort;
 using testing::Instance;
 using testing::RefServer;
 using transport::TRpcFieldTypes;
-
-TEST(Fetching, SharedTablesFetchOnlyWhenEmptyOrRefreshedAndOnlyOnline) {
-  struct Case {
-    void (*open)(Tdm&, Fetch);
-    Table Tdm::*table;
-    bool LiveSets::*live;
-    std::shared_ptr<transport::TRpcResult> FetchResults::*result;
-    const char* sql;
-    bool whateverTheState = false;
-  };
-  // One set fetched only while a server answers, and one asked for whatever the state.
-  const std::vector<Case> cases = {
-      {OpenUserGroupLinks, &Tdm::tblUserGroupLinks, &LiveSets::mUserGroupLinksLive,
-       &FetchResults::UserGroupLinksResult, kUserGroupLinksSql},
-      {OpenLogo, &Tdm::tblLogo, &LiveSets::mLogoLive, &FetchResults::LogoResult, kLogoSql, true},
-  };
-  for (const Case& c : cases) {
-    SCOPED_TRACE(c.sql);
-    RefServer server;
-    Instance instance(server.Port());
-    Tdm& dm = *instance.dm;
-    Table& table = dm.*c.table;
-    instance.GoOnline();
-    // A row from an earlier session, a plain open: no call.
-    dm.LoadFromCache(table);
-    instance.Cache("insert into " + table.TableName() + " DEFAULT VALUES");
-    table.Close();
-    c.open(dm, Fetch::IfNeeded);
-    EXPECT_EQ(table.RecordCount(), 1);
-    // Refresh: one select with the table's own statement; the flag is down until the reply.
-    dm.Live.*c.live = true;
-    c.open(dm, Fetch::Refresh);
-    EXPECT_FALSE(dm.Live.*c.live);
-    ASSERT_TRUE(instance.WaitFor(dm.Results.*c.result));
-    EXPECT_EQ(server.Statements(), std::vector<std::string>{c.sql});
-    // The server's table is empty: without a key the reply replaces all rows.
-    EXPECT_EQ(table.RecordCount(), 0);
-    // Empty now and not live: a plain open asks; offline only the logo and templates do.
-    dm.Live.*c.live = false;
-    dm.SetIsServerReachable(false);
-    c.open(dm, Fetch::IfNeeded);
-    EXPECT_TRUE(!c.whateverTheState || instance.WaitFor(dm.Results.*c.result, 2));
-    EXPECT_EQ(server.Statements().size(), c.whateverTheState ? 2u : 1u);
-    c.open(dm, Fetch::CacheIsCurrent);  // live without asking
-    EXPECT_TRUE(dm.Live.*c.live);
-  }
-}
-
-TEST(Fetching, RefreshReplacesTheRowKeepsStoredValuesOverNullsAndTheUsersPendingChange) {
-  RefServer server;
-  server.Exec("insert into DOCS (DOC_ID, DOC_NAME, STATUS, NOTES) values (5, 'Server name', 'E', null)");
-  Instance instance(server.Port());
-  Tdm& dm = *instance.dm;
-  instance.GoOnline();
-  dm.LoadFromCache(dm.tblDoc);
-  instance.Cache("insert into DOCS (DOC_ID, DOC_NAME, STATUS, NOTES) values (5, 'Cached name', 'A', 'kept notes')");
-  ASSERT_TRUE(DocIsCached(dm, 5));
-  // The user changes the record before the fetch.
-  dm.tblDoc.Edit();
-  dm.tblDoc.FieldByName("KEYWORDS").SetValue(Variant("user words"));
-  dm.tblDoc.Post();
-  EXPECT_TRUE(OpenDoc(dm, 5, Fetch::Refresh, Wait::ForAnswer));
-  EXPECT_EQ(server.Statements(), std::vector<std::string>{"SELECT * from VIEW_DOC(5)"});
-  EXPECT_EQ(instance.CacheText("select DOC_NAME || STATUS || NOTES || KEYWORDS from DOCS"),
-            "Server nameEkept notesuser words");
-  // The user's change went into a delta, the server's rows did not.
-  EXPECT_EQ(instance.Deltas(), std::vector<std::string>{"DOCS.000"});
-  EXPECT_FALSE(dm.monDoc.Changed());
-  EXPECT_TRUE(dm.monDoc.Active());
-  EXPECT_FALSE(OpenDoc(dm, 6, Fetch::Refresh, Wait::ForAnswer));  // one the server doesn't know
-}
 
 TEST(Fetching, DocumentRoutinesOfflineAnswerFromTheCacheAndPingOnlyForAMissingRow) {
   Instance instance(DeadPort());
@@ -154,27 +82,6 @@ TEST(Fetching, RepliesReachTheirTablesAndTellTheAddIn) {
             "Letter (2)4stored0,Slides (1)1-0");
   EXPECT_EQ(instance.addIn.calls, (std::vector<std::string>{"SetQuillornRibbonButtonStates", "RefreshDocFields",
                                                             "PopulateCustomFields", "RefreshTemplateQuery"}));
-}
-
-TEST(Fetching, AFailedSelectLeavesTheTableAndItsFlagSaysReceivedOrNot) {
-  RefServer server([](server::FunctionTable& table) {
-    table.Register("select", [](const transport::TRpcRecord&) -> transport::TRpcValue {
-      throw std::runtime_error("no view");
-    });
-  });
-  Instance instance(server.Port());
-  Tdm& dm = *instance.dm;
-  instance.GoOnline();
-  dm.LoadFromCache(dm.tblDocFields);
-  instance.Cache("insert into DOCFIELDS (CODE) values ('old')");
-  dm.tblDocFields.Close();
-  OpenDocFields(dm, Fetch::Refresh);
-  OpenGroups(dm, Fetch::Refresh);
-  ASSERT_TRUE(instance.WaitFor(dm.Results.DocFieldsResult) && instance.WaitFor(dm.Results.GroupsResult));
-  EXPECT_EQ(dm.tblDocFields.RecordCount(), 1);  // the delete comes only with a data set
-  EXPECT_TRUE(dm.Live.mDocFieldsLive);
-  EXPECT_FALSE(dm.Live.mGroupsLive);
-  EXPECT_FALSE(OpenDoc(dm, 5, Fetch::Refresh, Wait::ForAnswer));  // waiting, the failure is the answer
 }
 
 TEST(Fetching, CopyMatchesRowsByTheirKeysOrReplacesAKeylessTableAndSkipsARowThatFails) {

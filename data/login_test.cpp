@@ -63,18 +63,6 @@ TEST(AuthenticateUser, OnlineTheServerDecidesOfflineTheCachedUsersOrNobody) {
   }
 }
 
-TEST(AuthenticateUser, ReadsTheSettingsAgainAtEachRetry) {
-  Users users;
-  Instance instance(DeadPort());
-  Users::Cache(instance);
-  EXPECT_EQ(AuthenticateUser(*instance.dm, "alice", "Secret1"), 0);
-  // The user fixes the ini file and tries again.
-  foundation::testing::WriteAll(instance.traced.folder.Path() / kAddInIniName,
-                                "[Connection Settings]\r\nPort=" + std::to_string(users.server.Port()) +
-                                    "\r\nLocal_Address=127.0.0.1\r\n");
-  EXPECT_EQ(AuthenticateUser(*instance.dm, "alice", "Secret1"), 7);
-}
-
 TEST(PromptUserForLogin, StoresWhatTheDialogEndedWith) {
   Users users;
   const auto ok = [](const char* login, const char* password) {

@@ -63,10 +63,7 @@ TEST(RemoteCatalogue, ProcessRpcResultSortsEachReplyByFunctionAndShape) {
     transport::TRpcClientModule* sender = c.sender ? &dm.Connection.ClientModule : nullptr;
     EXPECT_EQ(ProcessRpcResult(dm, &dm.tblCodes, &dm.monCodes, sender, data, c.reply), c.expected);
     instance.loop.RunUntilIdle();
-    const std::string trace = instance.traced.Trace(), copy = "CopyRpcDataSetRowsToLocal\tRows: 1";
-    int copies = 0;
-    for (auto at = trace.find(copy); at != std::string::npos; at = trace.find(copy, at + 1)) ++copies;
-    EXPECT_EQ(copies, c.copies);
+    EXPECT_EQ(instance.traced.Count("CopyRpcDataSetRowsToLocal", "Rows: 1"), c.copies);
     EXPECT_FALSE(dm.mIsServerReachable());  // never online by itself
     EXPECT_EQ(instance.traced.Logged("after "), c.logged != nullptr);
     EXPECT_TRUE(c.logged == nullptr || instance.traced.Logged(c.logged));

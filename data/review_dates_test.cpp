@@ -2,7 +2,6 @@
 
 #include <gtest/gtest.h>
 
-#include <algorithm>
 #include <cmath>
 #include <optional>
 #include <string>
@@ -84,27 +83,6 @@ TEST(CalcAndSetReviewDate, AddsTheIntervalToTheVersionDateClippedToTheMonthOrTak
     doc.dm.tblCodes.Refresh();
     EXPECT_EQ(doc.Set(c.interval, c.answer), c.expected);
     EXPECT_EQ(doc.dm.tblDoc.State(), c.state);
-  }
-}
-
-TEST(CalcAndSetReviewDate, EveryIntervalOfThePaneMeansWhatItsWordsSay) {
-  testing::Instance intervals(testing::DeadPort());
-  Table& list = intervals.dm->tblReviewIntervals;
-  ASSERT_EQ(list.RecordCount(), 29);
-  list.First();
-  EXPECT_TRUE(list.FieldByName("id").IsNull());
-  EXPECT_EQ(list.FieldByName("descript").AsString(), "Default");
-  list.Next();
-  EXPECT_EQ(list.FieldByName("descript").AsString(), "None");
-  for (list.Next(); !list.Eof(); list.Next()) {
-    // "1 month", "N months", "N years".
-    const std::string descript = list.FieldByName("descript").AsString();
-    const int months = std::stoi(descript) * (descript.find("year") != std::string::npos ? 12 : 1);
-    const int total = 2019 * 12 + 7 + months, year = total / 12, month = total % 12 + 1;
-    EXPECT_EQ(Doc(EncodeDate(2019, 8, 31)).Set(list.FieldByName("id").AsString()),
-              std::to_string(year) + "-" + std::to_string(month) + "-" +
-                  std::to_string(std::min(31, foundation::DaysInMonth(year, month))))
-        << descript;
   }
 }
 

@@ -32,22 +32,6 @@ TEST(Settings, AnEmptyOrBadValueFallsBackToItsDefault) {
             "80 localhost 2 10 5 0");
 }
 
-TEST(Settings, PerUserFileWinsAndTheCurrentServerFollowsTheFlag) {
-  Folders folders;
-  TdmSettings& s = folders.settings;
-  WriteAll(folders.app.Path() / kAddInIniName, "[Connection Settings]\r\nLocal_Address=beside-module\r\n");
-  s.InitConnectionSettings();
-  EXPECT_EQ(s.mLocalServerAddress, "beside-module");
-  WriteAll(folders.data.Path() / kAddInIniName, "[Connection Settings]\r\nLocal_Address=per-user\r\n");
-  s.InitConnectionSettings();  // a changed file is picked up again
-  EXPECT_EQ(s.mLocalServerAddress, "per-user");
-  // One server only: the address stays local, only the timeout changes.
-  s.mUseLocalServer = false;
-  EXPECT_EQ(s.CurrentServerAddress() + " " + std::to_string(s.CurrentServerTimeout()), "per-user 5");
-  s.mRemoteServerAddress = "remote";
-  EXPECT_EQ(s.CurrentServerAddress(), "remote");
-}
-
 TEST(Settings, PortRangeAndCloudFoldersOfQuillornIni) {
   EXPECT_EQ(ParsePortRange(" 4 9220 - 49201 "), (TPortRange{49201, 49220}));
   EXPECT_EQ(ParsePortRange("100-200-300"), (TPortRange{100, 200}));

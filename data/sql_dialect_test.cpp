@@ -2,10 +2,7 @@
 
 #include <gtest/gtest.h>
 
-#include <cmath>
 
-#include "data/sql_database.h"
-#include "foundation/datetime.h"
 
 namespace quillorn::data {
 namespace {
@@ -26,24 +23,6 @@ TEST(RewriteSql, RewritesTheAddInsDialectAndNothingInsideQuotesOrComments) {
       {"CREATE TABLE T (A INTEGER PRIMARY KEY DEFAULT (1))", "CREATE TABLE T (A INTEGER PRIMARY KEY DEFAULT (1))"},
   };
   for (const Case& c : cases) EXPECT_EQ(RewriteSql(c.in), c.out) << c.in;
-}
-
-TEST(RewriteSql, TheStatementsTheAddInWritesRunOnSqlite) {
-  Database db("MEMORY");
-  db.FileName = ":memory:";
-  db.Open(true);
-  // The same index name in two tables, as the cache schema has it.
-  for (const char* table : {"FILES", "UPLOADS"}) {
-    db.Execute(std::string("CREATE TABLE ") + table + " (DOC_ID INTEGER, FILENAME VARCHAR(1024), IGNORE BOOLEAN, "
-               "LAST_SAVED DATETIME, PRIMARY KEY FILENAME_IDX (FILENAME))");
-  }
-  db.Execute("insert into FILES values (1, 'a', null, NOW), (2, 'b', true, NOW), (3, 'c', false, null)");
-  EXPECT_EQ(db.Query("select top 1 FILENAME from Files where coalesce(IGNORE,FALSE)=FALSE order by DOC_ID desc").rows,
-            (std::vector<std::vector<Variant>>{{"c"}}));
-  // NOW is the local time in days since 1899, as every date of the add-in.
-  EXPECT_LT(std::fabs(db.Query("select LAST_SAVED from FILES where DOC_ID=1").rows[0][0].AsDateTime() -
-                      foundation::Now()),
-            1.0 / 1440);
 }
 
 }  // namespace

@@ -47,18 +47,6 @@ TEST(Tdm, ReturnToOnlineFetchesWhatStillComesFromTheCache) {
   }
 }
 
-TEST(Tdm, TwoInstancesShareOneCacheAndKeepTheirOwnStateAndLog) {
-  Instance word(DeadPort());
-  Instance excel(DeadPort(), word.cache);
-  word.dm->LoadFromCache(word.dm->tblFiles);
-  word.Cache("insert into FILES (DOC_ID, FILENAME, SESSION_ID) values (7, 'a.docx', 11)");
-  EXPECT_EQ(excel.CacheCount("select DOC_ID from FILES where SESSION_ID=11"), 7);
-  EXPECT_EQ(excel.dm->CurrentServerAddress(), "127.0.0.1");
-  EXPECT_FALSE(word.traced.Traced("cacheLookup", "select DOC_ID from FILES where SESSION_ID=11"));
-  word.dm->SetIsServerReachable(true);
-  EXPECT_FALSE(excel.dm->mIsServerReachable());
-}
-
 TEST(Tdm, ShutDownClosesTheCacheAndKeepsThePingStopped) {
   Instance instance(DeadPort());
   Tdm& dm = *instance.dm;
