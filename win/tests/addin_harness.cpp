@@ -143,6 +143,7 @@ void RunSession(const std::shared_ptr<hostsim::SimHost>& host, const IID& events
                 InHost in_host) {
   const bool at_startup = mode == win::ext_cm_Startup;
   fs::remove(AppDataDir() / L"AddIn Trace.txt");
+  fs::remove(AppDataDir() / L"Cache" / L"cache.dat");  // the prefix outlives a run
   WriteAddInIni(kTracingIni);
   ComPtr<win::IDTExtensibility2> addin;
   CHECK_EQ(::CoCreateInstance(win::kCLSID_QuillornInterface, nullptr, CLSCTX_INPROC_SERVER, win::kIID_IDTExtensibility2,
