@@ -51,7 +51,9 @@ CHECK_CASE(PostsRunInOrderAndTheirFailuresLeaveTheWaitOrReachTheHandler) {
   CHECK(loop.Wait(*done, kBound) == kSignaled);
   CHECK(order == (std::vector<std::string>{"first", "second", "nested"}));
   done->Reset();
+  const ULONGLONG start = ::GetTickCount64();
   CHECK(loop.Wait(*done, 50) == MainLoop::WaitResult::Timeout);
+  CHECK(::GetTickCount64() - start >= 40);  // the tick count's granularity
 }
 
 CHECK_CASE(AWorkersSynchronisedCallRunsOnTheMainThread) {

@@ -87,6 +87,7 @@ CHECK_CASE(RegisteredMessagesReachRealWindows) {
     if (received.size() == 2) got->Set();
   });
   CHECK_EQ(messages->FindWindow("tquillornmsgwindow", "Quillorn messages"), window->Handle());
+  CHECK_EQ(messages->FindWindow("TQuillornMsgWindow", ""), window->Handle());  // any title
   CHECK_EQ(messages->FindWindow("TQuillornMsgWindow", "another title"), WindowHandle{0});
 
   CHECK(messages->Post(window->Handle(), refresh, 7, -9));

@@ -142,6 +142,7 @@ CHECK_CASE(HostFormsOfValuesAreRead) {
   ::VariantInit(&v);
   v.vt = VT_I2; v.iVal = -5; check(v, Variant(-5), "VT_I2");
   v.vt = VT_UI4; v.ulVal = 0xFFFFFFFFu; check(v, Variant(std::int64_t{0xFFFFFFFF}), "VT_UI4 above int32");
+  v.vt = VT_R4; v.fltVal = 0.5f; check(v, Variant(0.5), "VT_R4");
   v.vt = VT_CY; v.cyVal.int64 = 12345; check(v, Variant(1.2345), "VT_CY");
   v.vt = VT_BSTR; v.bstrVal = nullptr; check(v, Variant(""), "null BSTR");
 
