@@ -159,6 +159,12 @@ CHECK_CASE(HostFormsOfValuesAreRead) {
   v.vt = VT_ARRAY | VT_VARIANT; v.parray = grid;
   check(v, Variant(VariantList{Variant(VariantList{11, 12, 13}), Variant(VariantList{21, 22, 23})}), "2-D range");
 
+  // A typed array is read element by element in its own type.
+  SAFEARRAY* longs = ::SafeArrayCreateVector(VT_I4, 0, 2);  // zeroed
+  static_cast<LONG*>(longs->pvData)[1] = 7;
+  v.vt = VT_ARRAY | VT_I4; v.parray = longs;
+  check(v, Variant(VariantList{0, 7}), "array of VT_I4");
+
   v.vt = VT_RECORD; v.pvRecord = nullptr; v.pRecInfo = nullptr;
   CHECK_THROWS(HostError, FromComVariant(v), (void)e);
   v.vt = VT_EMPTY;
