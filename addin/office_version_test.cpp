@@ -31,7 +31,7 @@ TEST(OfficeVersion, InsertGroupPositionAndPowerPointName) {
       {HostType::ohaPowerPoint, 2013, "GroupSlides2"},
   };
   for (const auto& c : cases) {
-    EXPECT_EQ(InsertGroupPosition(c.type, c.year), c.position) << HostTypeName(c.type) << " " << c.year;
+    EXPECT_EQ(InsertGroupPosition(c.type, c.year), c.position) << static_cast<int>(c.type) << " " << c.year;
   }
   EXPECT_EQ(PowerPointAppName(2013), "Microsoft PowerPoint");
   EXPECT_EQ(PowerPointAppName(2016), "PowerPoint");

@@ -5,13 +5,9 @@
 #pragma once
 
 #include <cstdint>
-#include <string_view>
 
 namespace quillorn::platform {
 
 enum class HostType : std::int32_t { ohaExcel = 0, ohaWord = 1, ohaPowerPoint = 3, ohaPublisher = 9 };
-
-// "Excel", "Word", "PowerPoint", "Publisher"; "Unknown" for any other value.
-std::string_view HostTypeName(HostType type) noexcept;
 
 }  // namespace quillorn::platform
