@@ -136,17 +136,5 @@ TEST(SqlDataset, TextThatIsNoDateOrAmountIsRefused) {
   for (const auto& [decl, cell] : cases) EXPECT_THROW(ToDataSet(Column(decl, {cell})), StoreError) << decl;
 }
 
-TEST(SqlDataset, NullsAreLeftOutOfTheirRowsAndTheCodeIsTheWireForm) {
-  StoreRows rows;
-  rows.Columns = {{"DOC_ID", "INTEGER"}, {"DOC_NAME", "VARCHAR(512)"}};
-  rows.Rows = {{Int(4711), Null()}, {Null(), Null()}, {Int(0), Text("a;b")}};
-  const TRpcValue set(ToDataSet(rows));
-  EXPECT_EQ(set.toCode(),
-            "DS=2;DOC_ID:I,0,F;DOC_NAME:S,512,F;ROWS=3;"
-            "RE=1;DOC_ID:I=4711;"
-            "RE=0;"
-            "RE=2;DOC_ID:I=;DOC_NAME:T=3\"a;b\";");
-}
-
 }  // namespace
 }  // namespace quillorn::server
