@@ -110,19 +110,5 @@ TEST_F(ServerStoreTest, ExecuteRunsOneStatementAndCountsItsChanges) {
   for (const auto& c : cases) EXPECT_EQ(store_.Execute(c.sql), c.changes) << c.sql;
 }
 
-TEST(ServerStore, KeepsItsDataInTheFolderAcrossRestarts) {
-  TempFolder folder;
-  {
-    ServerStore store(folder.Path());
-    EXPECT_EQ(store.FileName(), folder.Path() / "server.db");
-    store.Execute("CREATE TABLE USERS (USER_ID INTEGER, LOGIN VARCHAR(30))");
-    store.Execute("INSERT INTO USERS VALUES (7, 'anna')");
-  }
-  ServerStore again(folder.Path());
-  const StoreRows rows = again.Select("SELECT LOGIN FROM USERS WHERE USER_ID = 7");
-  ASSERT_EQ(rows.Rows.size(), 1u);
-  EXPECT_EQ(rows.Rows[0][0].bytes, "anna");
-}
-
 }  // namespace
 }  // namespace quillorn::server
