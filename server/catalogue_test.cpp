@@ -10,6 +10,7 @@
 #include "foundation/temp_folder_for_test.h"
 #include "server/call_log.h"
 #include "server/function_table.h"
+#include "server/server_limits.h"
 #include "transport/rpc_value.h"
 
 namespace quillorn::server {
@@ -59,6 +60,30 @@ TEST(Catalogue, AnswersEachFunctionInTheShapeTheClientReads) {
   for (const auto& c : cases) EXPECT_EQ(table.Process(c.code), c.reply) << c.code;
   // Nothing of the refused statements ran.
   EXPECT_EQ(store.Select("SELECT COUNT(*) FROM USERS").Rows.at(0).at(0).integer, 3);
+}
+
+// Calls run in order and each answers in its place: a code that is no call, an
+// unknown function, and a result that would take the whole reply past the
+// answer limit each become an exception there; the calls around them go on.
+TEST(FunctionTable, EachCallAnswersInItsPlaceWithinTheAnswerLimit) {
+  FunctionTable table;
+  RegisterDefaultFunctions(table);
+  table.Register("big", [](const transport::TRpcRecord&) { return transport::TextValue(std::string(100, 'x')); });
+  table.SetAnswerLimit(60);
+  EXPECT_TRUE(table.Contains("big"));
+  const std::string tooLarge = Exception(AnswerTooLargeMessage(60));
+  struct Case {
+    std::string code;
+    std::string reply;
+  };
+  const std::vector<Case> cases = {
+      {.code = "FC=youthere;RE=0;FC=youthere;RE=0;", .reply = "B=T;B=T;"},
+      {.code = "FC=big;RE=0;", .reply = tooLarge},
+      {.code = "FC=youthere;RE=0;FC=big;RE=0;FC=youthere;RE=0;", .reply = "B=T;" + tooLarge + "B=T;"},
+      {.code = "B=T;", .reply = Exception("Function call expected.")},
+      {.code = "FC=nothing;RE=0;", .reply = Exception(FunctionTable::UnknownFunctionMessage("nothing"))},
+  };
+  for (const auto& c : cases) EXPECT_EQ(table.Process(c.code), c.reply) << c.code;
 }
 
 TEST(CallLog, WritesOneLinePerCallWithSessionFunctionDurationAndOutcome) {
