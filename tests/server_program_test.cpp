@@ -250,20 +250,6 @@ TEST(ServerProgram, ListensAnswersLogsAndStopsOnSigtermWhileASlowConnectionIsHel
   EXPECT_NE(log.find("stopped by signal"), std::string::npos) << log;
 }
 
-// Past --max-connections a connection is answered 503 at once, however long the
-// ones it would wait for take.
-TEST(ServerProgram, AConnectionPastTheCapIsAnswered503AtOnce) {
-  ServerProgram server("--max-connections 1");
-  ASSERT_GT(server.Port(), 0);
-  SlowClients slow(server.Port(), 1);
-  httplib::Client client("127.0.0.1", server.Port());
-  client.set_read_timeout(10);
-  const auto reply = client.Post("/cms", "x", "application/octet-stream");
-  ASSERT_TRUE(reply);
-  EXPECT_EQ(reply->status, 503);
-  EXPECT_LT(server.Terminate(20s), 5s);
-}
-
 TEST(ServerProgram, RefusesAddressesOtherThanLoopback) {
   TempFolder folder;
   EXPECT_NE(ShellStatus("\"" + std::string(QUILLORN_SERVER_APP) + "\" --port 0 --data \"" + folder.Path().string() +
