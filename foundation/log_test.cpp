@@ -7,6 +7,7 @@
 #include <string>
 #include <thread>
 
+#include "foundation/guarded.h"
 #include "foundation/temp_folder_for_test.h"
 
 namespace quillorn::foundation {
@@ -81,6 +82,18 @@ TEST_F(LogTest, RecordShapesAndRouting) {
     }
   }
   EXPECT_EQ(FilesIn("app"), 0u);
+}
+
+// A guarded block's failure of any kind goes to the exception log under the
+// routine's text, and nothing leaves the block; a quiet one leaves no record.
+TEST_F(LogTest, GuardedBlocksLogWhatFailsAndQuietOnesNothing) {
+  context_.ProcName = "SaveToCache";
+  Guarded("first", [] { throw std::runtime_error("Disk full"); });
+  context_.ProcName = "SaveToCache";
+  Guarded("second", [] { throw 42; });
+  Quietly([] { throw std::runtime_error("absent shape"); });
+  EXPECT_EQ(ReadAll(Data(kExceptFileName)), Stamp() + "\tSaveToCache\rDisk full\rfirst\r\n" + kSep + Stamp() +
+                                                "\tSaveToCache\rsecond\r\n" + kSep);
 }
 
 TEST_F(LogTest, MissingDataFolderFallsBackToAppFolder) {

@@ -47,6 +47,12 @@ TEST(SqlPolicy, ExecSqlTakesOnlyTheClientsUpsert) {
        .allowed = false},
       {.sql = "PRAGMA locking_mode=EXCLUSIVE", .allowed = false},
       {.sql = "ATTACH 'x.db' AS x", .allowed = false},
+      {.sql = "update or insert into codes (D_TYPE,CODE,VAL) values ('TEMPLATE_SETTNG', 'KEEP_PG_FORMAT:1, 'Y') "
+              "matching (D_TYPE,CODE)",
+       .allowed = false},
+      {.sql = "update or insert into codes (D_TYPE,CODE,VAL) values ('TEMPLATE_SETTNG', 'KEEP_PG_FORMAT:', 'Y') "
+              "matching (D_TYPE,CODE)",
+       .allowed = false},
       {.sql = "", .allowed = false},
   };
   for (const Case& c : cases) {

@@ -27,6 +27,21 @@ class ServerStoreTest : public ::testing::Test {
   ServerStore store_;
 };
 
+// A data folder whose database cannot be opened stops the server with the reason.
+TEST(ServerStore, ADatabaseThatCannotBeOpenedSaysWhy) {
+  for (const bool asFolder : {true, false}) {
+    TempFolder folder;
+    if (asFolder) std::filesystem::create_directories(folder.Path() / "server.db");
+    else foundation::testing::WriteAll(folder.Path() / "server.db", std::string(4096, 'x'));
+    try {
+      ServerStore store(folder.Path());
+      ADD_FAILURE() << "opened " << (asFolder ? "a folder" : "a file of no database");
+    } catch (const StoreError& e) {
+      EXPECT_TRUE(std::string(e.what()).starts_with("Cannot open ")) << e.what();
+    }
+  }
+}
+
 // "select" runs one reading statement, "execsql" one statement outside any transaction;
 // whatever is refused, nothing of it runs, and the database's own text says why a statement failed.
 TEST_F(ServerStoreTest, RefusesWhatItMustNotRunBeforeRunningAny) {
