@@ -7,15 +7,13 @@
 
 #include "foundation/datetime.h"
 #include "foundation/temp_folder_for_test.h"
-#include "platform/queue_main_loop.h"
 #include "server/catalogue.h"
 #include "server/function_table.h"
 #include "server/rpc_server.h"
 #include "server/sql_dataset.h"
 #include "server/store.h"
-#include "transport/rpc_client_module.h"
+#include "tests/loopback_client_for_test.h"
 #include "transport/rpc_dataset.h"
-#include "transport/rpc_http_client.h"
 
 namespace quillorn {
 namespace {
@@ -29,18 +27,8 @@ using foundation::testing::ReadAll;
 using foundation::testing::TempFolder;
 
 // The client side as the add-in configures it, pointed at a port.
-struct Client {
-  explicit Client(int port) {
-    http.SetServerAddr("127.0.0.1");
-    http.SetServerPort(std::to_string(port));
-    http.SetTimeouts(5, 15);
-    module.ModuleFileName = "/cms";
-    module.Compression = transport::TRpcCompressLevel::cMax;
-    module.EncryptionKey = 8;
-    module.SecureKey = "K7r@vQ2x";
-    module.AutoSessions = true;
-    module.AutoRepost = 2;
-  }
+struct Client : testing::LoopbackClient {
+  explicit Client(int port) : LoopbackClient(port, 2) {}
 
   TRpcValue YouThere() {
     module.Prepare("youthere");
@@ -57,9 +45,6 @@ struct Client {
     return module.Execute(true, kCallTimeoutSeconds, true);
   }
 
-  platform::QueueMainLoop loop;
-  transport::TRpcHttpClient http{loop};
-  transport::TRpcClientModule module{http};
 };
 
 class ReferenceServer : public ::testing::Test {

@@ -17,11 +17,9 @@
 #include <vector>
 
 #include "foundation/temp_folder_for_test.h"
-#include "platform/queue_main_loop.h"
 #include "server/sql_policy.h"
-#include "transport/rpc_client_module.h"
+#include "tests/loopback_client_for_test.h"
 #include "transport/rpc_dataset.h"
-#include "transport/rpc_http_client.h"
 
 namespace quillorn {
 namespace {
@@ -98,19 +96,9 @@ class ServerProgram {
   int port_ = 0;
 };
 
-// The add-in's own connection settings, pointed at a port.
-struct Client {
-  explicit Client(int port) {
-    http.SetServerAddr("127.0.0.1");
-    http.SetServerPort(std::to_string(port));
-    http.SetTimeouts(5, 20);
-    module.ModuleFileName = "/cms";
-    module.Compression = transport::TRpcCompressLevel::cMax;
-    module.EncryptionKey = 8;
-    module.SecureKey = "K7r@vQ2x";
-    module.AutoSessions = true;
-    module.AutoRepost = 0;
-  }
+// The add-in's own connection settings; no repost, so that each call is one request.
+struct Client : testing::LoopbackClient {
+  explicit Client(int port) : LoopbackClient(port, 0) {}
   TRpcValue Call(const std::string& function, const std::string& sql = "") {
     auto& call = module.Prepare(function);
     if (!sql.empty()) call.SetString("sql", sql);
@@ -131,9 +119,6 @@ struct Client {
     }
   }
 
-  platform::QueueMainLoop loop;
-  transport::TRpcHttpClient http{loop};
-  transport::TRpcClientModule module{http};
 };
 
 // Connections that send their request a byte a second, as a client on a bad
