@@ -18,9 +18,13 @@ SessionStore::SessionStore(std::size_t most, std::chrono::milliseconds idle,
 void SessionStore::ForgetIdle(Clock::time_point now) {
   while (!recent_.empty() &&
          std::chrono::duration_cast<std::chrono::milliseconds>(now - recent_.back().used) > idle_) {
-    index_.erase(recent_.back().session.Id);
-    recent_.pop_back();
+    ForgetLeastRecent();
   }
+}
+
+void SessionStore::ForgetLeastRecent() {
+  index_.erase(recent_.back().session.Id);
+  recent_.pop_back();
 }
 
 ServerSession& SessionStore::Open() {
@@ -37,10 +41,7 @@ ServerSession& SessionStore::Open() {
   }
   const Clock::time_point now = now_();
   ForgetIdle(now);
-  while (index_.size() >= most_) {
-    index_.erase(recent_.back().session.Id);
-    recent_.pop_back();
-  }
+  while (index_.size() >= most_) ForgetLeastRecent();
   recent_.push_front(Entry{ServerSession{id, std::nullopt}, now});
   index_[id] = recent_.begin();
   return recent_.front().session;

@@ -56,6 +56,7 @@ class SessionStore {
     Clock::time_point used;
   };
   void ForgetIdle(Clock::time_point now);
+  void ForgetLeastRecent();
 
   std::size_t most_;
   std::chrono::milliseconds idle_;
