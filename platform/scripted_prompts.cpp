@@ -67,6 +67,8 @@ ModalResult ScriptedPrompts::ShowDialog(DialogModel& dialog) {
     const DialogAnswer step = std::move(*next);
     script_.pop_front();
     for (const auto& [field, value] : step.fields) dialog.SetField(field, value);
+    shown_[record].fields.insert(shown_[record].fields.end(), step.fields.begin(), step.fields.end());
+    shown_[record].pressed = step.press;
     if (const auto result = dialog.Press(step.press)) {
       shown_[record].answer = *result;
       return *result;

@@ -50,6 +50,9 @@ struct PromptRecord {
   MessageKind kind = MessageKind::Information;
   Buttons buttons = Buttons::OK;
   ModalResult answer = ModalResult::mrNone;
+  // A dialog's: the fields the script filled and the button that closed it.
+  std::vector<std::pair<std::string, std::string>> fields;
+  std::string pressed;
 };
 
 class ScriptedPrompts final : public Prompts {

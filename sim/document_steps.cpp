@@ -75,15 +75,7 @@ void ScenarioRunner::DeliverAnswers(SimInstance& instance) {
       continue;
     }
     if (it->dialog) {
-      platform::DialogAnswer dialog;
-      dialog.dialog = "TdlgLogin";
-      if (it->login.empty()) {
-        dialog.press = "Cancel";
-      } else {
-        dialog.fields = {{"edLogin", it->login}, {"edPwd", it->password}};
-        dialog.press = "Ok";
-      }
-      instance.Prompts().AnswerDialog(dialog);
+      instance.Prompts().AnswerDialog(*it->dialog);
     } else {
       instance.Prompts().Answer(it->answer);
     }
@@ -103,9 +95,13 @@ void ScenarioRunner::CheckPrompts() {
       std::string text = prompt.text;
       std::replace(text.begin(), text.end(), '\r', ' ');
       if (prompt.type == platform::PromptRecord::Type::Dialog) {
-        Say("  " + name + " shows the dialog " + prompt.text + (prompt.answer == platform::ModalResult::mrOk
-                                                                      ? "; the user logs in."
-                                                                      : "; the user cancels it."));
+        std::string filled;
+        for (const auto& [field, value] : prompt.fields) {
+          const bool secret = foundation::LowerCase(field).find("pwd") != std::string::npos;
+          filled += (filled.empty() ? " sets " : ", ") + field + " to " + (secret ? std::string("(hidden)") : Quote(value));
+        }
+        Say("  " + name + " shows the dialog " + prompt.text + "; the user" + filled + (filled.empty() ? "" : " and") +
+            " presses " + Quote(prompt.pressed) + ".");
       } else {
         Say("  " + name + " asks: " + Quote(text) + " The user answers " + AnswerWord(prompt.answer) + ".");
       }
@@ -386,22 +382,45 @@ void ScenarioRunner::Answer(const ScenarioStep& step) {
 void ScenarioRunner::Login(const ScenarioStep& step) {
   const char* usage = "login [HOST] USER PASSWORD | login [HOST] cancel";
   PendingAnswer pending;
-  pending.dialog = true;
+  platform::DialogAnswer& dialog = pending.dialog.emplace();
+  dialog.dialog = "TdlgLogin";
   std::size_t at = 1;
   const std::size_t count = step.words.size();
   if (count == 2 || (count == 3 && Is(step, 2, "cancel"))) {
     if (count == 3) pending.host = foundation::LowerCase(step.words[1].text);
     if (!Is(step, count - 1, "cancel")) BadScript(std::string("usage: ") + usage);
+    dialog.press = "Cancel";
   } else if (count == 3 || count == 4) {
     if (count == 4) pending.host = foundation::LowerCase(step.words[at++].text);
-    pending.login = step.words[at].text;
-    pending.password = step.words[at + 1].text;
+    dialog.fields = {{"edLogin", step.words[at].text}, {"edPwd", step.words[at + 1].text}};
+    dialog.press = "Ok";
   } else {
     BadScript(std::string("usage: ") + usage);
   }
-  pending_.push_back(pending);
-  Say(pending.login.empty() ? std::string("The user will cancel the next log-in.")
-                            : "The user will log in as " + pending.login + " at the next log-in.");
+  Say(dialog.fields.empty() ? std::string("The user will cancel the next log-in.")
+                            : "The user will log in as " + dialog.fields[0].second + " at the next log-in.");
+  pending_.push_back(std::move(pending));
+}
+
+void ScenarioRunner::Dialog(const ScenarioStep& step) {
+  const std::string usage = "usage: dialog [HOST] [set FIELD \"VALUE\"]... press BUTTON";
+  PendingAnswer pending;
+  platform::DialogAnswer& dialog = pending.dialog.emplace();
+  std::size_t at = 1;
+  if (at < step.words.size() && !Is(step, at, "set") && !Is(step, at, "press"))
+    pending.host = foundation::LowerCase(step.words[at++].text);
+  while (at < step.words.size() && Is(step, at, "set")) {
+    if (at + 2 >= step.words.size()) BadScript(usage);
+    dialog.fields.emplace_back(step.words[at + 1].text, step.words[at + 2].text);
+    at += 3;
+  }
+  if (at + 2 != step.words.size() || !Is(step, at, "press")) BadScript(usage);
+  dialog.press = step.words[at + 1].text;
+  std::string filled;
+  for (const auto& [field, value] : dialog.fields) filled += (filled.empty() ? " set " : ", ") + field + " to " + Quote(value);
+  Say("In the next dialog" + (pending.host.empty() ? "" : " of " + pending.host) + " the user will" + filled +
+      (filled.empty() ? "" : " and") + " press " + Quote(dialog.press) + ".");
+  pending_.push_back(std::move(pending));
 }
 
 }  // namespace quillorn::sim

@@ -179,6 +179,8 @@ void ScenarioRunner::Execute(const ScenarioStep& step) {
     Answer(step);
   } else if (command == "login") {
     Login(step);
+  } else if (command == "dialog") {
+    Dialog(step);
   } else if (command == "trace") {
     ExpectCount(step, 2, "trace on|off");
     if (Is(step, 1, "on")) {

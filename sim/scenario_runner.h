@@ -14,6 +14,7 @@
 
 #include "hostsim/model.h"
 #include "platform/prompts.h"
+#include "platform/scripted_prompts.h"
 #include "sim/scenario_script.h"
 #include "sim/simulation.h"
 
@@ -61,6 +62,7 @@ class ScenarioRunner {
   void Kill(const ScenarioStep& step);
   void Answer(const ScenarioStep& step);
   void Login(const ScenarioStep& step);
+  void Dialog(const ScenarioStep& step);
   // The expectations on documents, the ribbon, the pane, prompts and the
   // server (document_expects.cpp); false when the step is none of them.
   bool ExpectMore(const ScenarioStep& step);
@@ -107,11 +109,12 @@ class ScenarioRunner {
   bool trace_;
   std::map<std::string, std::int32_t> sessions_;  // by host name, the latest start
   // Answers for prompts still to come, with the host they are meant for ("" any).
+  // What the user will do at the next prompt: answer a message box, or fill a
+  // dialog's fields and press one of its buttons.
   struct PendingAnswer {
     std::string host;
-    bool dialog = false;
     platform::ModalResult answer = platform::ModalResult::mrNone;
-    std::string login, password;  // the log-in dialog's fields; empty login: cancel
+    std::optional<platform::DialogAnswer> dialog;
   };
   std::vector<PendingAnswer> pending_;
   // By instance: a host started again under the same name starts afresh.

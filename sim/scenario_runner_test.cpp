@@ -117,6 +117,8 @@ TEST_F(ScenarioRunnerTest, PromptsMustBeAnsweredAndAnswersTaken) {
       {"server start\nlauncher announce 1001 a.docx\nopen a.docx\nanswer yes\nclose a.docx\n", kScenarioFailed,
        "no prompt came"},
       {"answer maybe\n", kScenarioBadScript, "usage"},
+      {"dialog word set edLogin\n", kScenarioBadScript, "usage"},
+      {"dialog press Ok extra\n", kScenarioBadScript, "usage"},
       {"launcher announce 1001 a.docx\nopen a.docx\nexpect stamp a.docx \"DRAFT\"\n", kScenarioFailed,
        "without one"},
       {"server start\nlauncher announce 1001 a.docx read-only\nopen a.docx\nedit a.docx \"x\"\n", kScenarioFailed,
