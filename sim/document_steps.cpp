@@ -42,6 +42,16 @@ const char* AnswerWord(platform::ModalResult answer) {
   }
 }
 
+// "VERB edLogin to "jsmith", edPwd to (hidden)": a password is never printed.
+std::string FieldsFilled(const std::vector<std::pair<std::string, std::string>>& fields, const char* verb) {
+  std::string text;
+  for (const auto& [field, value] : fields) {
+    const bool secret = foundation::LowerCase(field).find("pwd") != std::string::npos;
+    text += (text.empty() ? verb : ", ") + field + " to " + (secret ? std::string("(hidden)") : Quote(value));
+  }
+  return text;
+}
+
 }  // namespace
 
 std::string ScenarioRunner::FilePath(const std::string& word) const {
@@ -95,11 +105,7 @@ void ScenarioRunner::CheckPrompts() {
       std::string text = prompt.text;
       std::replace(text.begin(), text.end(), '\r', ' ');
       if (prompt.type == platform::PromptRecord::Type::Dialog) {
-        std::string filled;
-        for (const auto& [field, value] : prompt.fields) {
-          const bool secret = foundation::LowerCase(field).find("pwd") != std::string::npos;
-          filled += (filled.empty() ? " sets " : ", ") + field + " to " + (secret ? std::string("(hidden)") : Quote(value));
-        }
+        const std::string filled = FieldsFilled(prompt.fields, " sets ");
         Say("  " + name + " shows the dialog " + prompt.text + "; the user" + filled + (filled.empty() ? "" : " and") +
             " presses " + Quote(prompt.pressed) + ".");
       } else {
@@ -416,8 +422,7 @@ void ScenarioRunner::Dialog(const ScenarioStep& step) {
   }
   if (at + 2 != step.words.size() || !Is(step, at, "press")) BadScript(usage);
   dialog.press = step.words[at + 1].text;
-  std::string filled;
-  for (const auto& [field, value] : dialog.fields) filled += (filled.empty() ? " set " : ", ") + field + " to " + Quote(value);
+  const std::string filled = FieldsFilled(dialog.fields, " set ");
   Say("In the next dialog" + (pending.host.empty() ? "" : " of " + pending.host) + " the user will" + filled +
       (filled.empty() ? "" : " and") + " press " + Quote(dialog.press) + ".");
   pending_.push_back(std::move(pending));
