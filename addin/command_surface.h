@@ -66,6 +66,7 @@ struct Control {
   bool expandVertical = false;
   bool enabled = true;
   bool visible = true;
+  bool checked = false;  // a check box's state
   std::string handler;  // the click or action handler, by name; empty for none
   std::vector<Control> controls;
 };

@@ -6,6 +6,7 @@
 
 #include "hostsim/host.h"
 #include "hostsim/office_objects.h"
+#include "hostsim/printing.h"
 #include "platform/office_constants.h"
 
 namespace quillorn::hostsim {
@@ -47,6 +48,8 @@ class WindowObject : public SimObject {
     Prop("Caption", [doc](Args) { return Variant(DocumentName(*doc)); });
     Prop("Visible", [&host](Args) { return Bool(host.visible); },
          [&host](Args, const Variant& v) { host.visible = v.AsBool(); }, false);
+    Prop("WindowState", [&host](Args) { return Variant(std::int32_t{host.window_state}); },
+         [&host](Args, const Variant& v) { host.window_state = v.AsInt(); }, false);
     Prop("View", [&host, doc](Args) { return Variant(host.Cached<ViewObject>(doc.get(), "view", doc, doc)); });
     Prop("Document", [&host, doc](Args) { return Variant(host.Wrap(doc)); });
     Prop("Presentation", [&host, doc](Args) { return Variant(host.Wrap(doc)); });
@@ -145,6 +148,15 @@ ApplicationBase::ApplicationBase(SimHost& host, std::string app_name, std::strin
     return Variant(WindowRef(host, host.Active()));
   });
   Prop("Windows", [&host](Args) { return Variant(WindowsRef(host, nullptr)); });
+  Prop("CommandBars", [&host](Args) { return Variant(CommandBarsRef(host)); });
+  Prop("Dialogs", [&host](Args a) {
+    auto dialogs = DialogsRef(host);
+    if (HasArg(a, 0)) return dialogs->GetProperty("Item", a);
+    return Variant(dialogs);
+  });
+  if (host.Kind() == HostType::ohaWord) {
+    Prop("BackgroundPrintingStatus", [&host](Args) { return Variant(std::int32_t{host.background_printing}); });
+  }
   Method("Quit", [&host](Args) {
     host.Quit();
     return Variant();

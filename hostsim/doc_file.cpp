@@ -294,6 +294,7 @@ std::string DocumentToJson(const DocumentModel& doc) {
     j["name"] = s->name;
     j["centerHeader"] = s->center_header;
     j["centerHeaderPicture"] = s->center_header_picture;
+    j["centerHeaderPictureWord"] = s->center_header_picture_word;
     j["isChart"] = s->is_chart;
     j["protected"] = s->protected_;
     j["password"] = s->password;
@@ -401,6 +402,7 @@ std::shared_ptr<DocumentModel> DocumentFromJson(const std::string& text, HostTyp
     s->name = String(j, "name");
     s->center_header = String(j, "centerHeader");
     s->center_header_picture = String(j, "centerHeaderPicture");
+    s->center_header_picture_word = String(j, "centerHeaderPictureWord");
     s->is_chart = Bool(j, "isChart", false);
     s->protected_ = Bool(j, "protected", false);
     s->password = String(j, "password");

@@ -6,6 +6,7 @@
 
 #include "hostsim/app_objects.h"
 #include "hostsim/office_objects.h"
+#include "hostsim/printing.h"
 
 namespace quillorn::hostsim {
 namespace {
@@ -14,7 +15,11 @@ class HeaderPictureObject : public SimObject {
  public:
   explicit HeaderPictureObject(std::shared_ptr<SheetModel> sheet) : SimObject("Graphic") {
     Prop("Filename", [sheet](Args) { return Variant(sheet->center_header_picture); },
-         [sheet](Args, const Variant& v) { sheet->center_header_picture = v.AsString(); });
+         [sheet](Args, const Variant& v) {
+           sheet->center_header_picture = v.AsString();
+           // Excel takes the picture in when it is set; the file may go right after.
+           sheet->center_header_picture_word = PictureWord(sheet->center_header_picture);
+         });
   }
 };
 

@@ -8,6 +8,7 @@
 #include <stdexcept>
 
 #include "hostsim/doc_file.h"
+#include "hostsim/printing.h"
 
 namespace quillorn::hostsim {
 
@@ -95,6 +96,8 @@ std::shared_ptr<DocumentModel> SimHost::Open(const std::string& given, bool read
   const std::shared_ptr<DocumentModel> previous = active_;
   if (visible) active_ = doc;
   FireOpen(doc);
+  // The add-in may close the document, or quit the host, inside its open event.
+  if (quit_ || doc->closed) return doc;
   if (visible) {
     active_ = previous;
     SetActive(doc);
@@ -173,7 +176,9 @@ bool SimHost::Close(const std::shared_ptr<DocumentModel>& doc, bool save_changes
 bool SimHost::Print(const std::shared_ptr<DocumentModel>& doc) {
   bool cancel = false;
   FireBeforePrint(doc, cancel);
-  return !cancel;
+  if (cancel) return false;
+  prints_.push_back({doc->full_name, CloneDocument(*doc)});
+  return true;
 }
 
 void SimHost::Activate(const std::shared_ptr<DocumentModel>& doc) {

@@ -45,6 +45,8 @@ class SimHost : public std::enable_shared_from_this<SimHost> {
   bool Save(const std::shared_ptr<DocumentModel>& doc);
   bool SaveAs(const std::shared_ptr<DocumentModel>& doc, const std::string& path);
   bool Close(const std::shared_ptr<DocumentModel>& doc, bool save_changes = false);
+  // The print events first; unless cancelled, a copy of the document as it
+  // stands goes to the printer (Prints()).
   bool Print(const std::shared_ptr<DocumentModel>& doc);
   void Activate(const std::shared_ptr<DocumentModel>& doc);
   void Quit();
@@ -58,6 +60,24 @@ class SimHost : public std::enable_shared_from_this<SimHost> {
   // How often Application.Activate brought the application to the front.
   int app_activations = 0;
   bool display_alerts = true;
+
+  // Printing. Each print, with the document as it looked at that moment.
+  struct PrintedCopy {
+    std::string full_name;
+    std::shared_ptr<const DocumentModel> as_printed;
+  };
+  const std::vector<PrintedCopy>& Prints() const noexcept { return prints_; }
+  // Word's BackgroundPrintingStatus: print jobs still spooling.
+  int background_printing = 0;
+  // Built-in commands run through CommandBars.ExecuteMso, in order.
+  std::vector<std::string> executed_mso;
+  // The print page (backstage print tab, print preview) is in front.
+  bool print_page_shown = false;
+  // The document window's WindowState: 1 normal, 2 minimised, 3 maximised.
+  int window_state = 1;
+  // Answers a built-in dialog's Show (Application.Dialogs(n)): -1 for OK, 0
+  // for Cancel. Without it a Show raises: nobody is there to answer.
+  std::function<int(int dialog)> show_dialog;
 
   // Calls made into this application's objects: all of them, and per object.
   std::uint64_t TotalCalls() const noexcept { return total_calls_; }
@@ -111,6 +131,7 @@ class SimHost : public std::enable_shared_from_this<SimHost> {
   std::shared_ptr<DocumentModel> active_;
   bool quit_ = false;
   int untitled_ = 0;
+  std::vector<PrintedCopy> prints_;
   std::uint64_t total_calls_ = 0;
   std::map<std::pair<const void*, std::string>, ObjectRef> wrappers_;
 };

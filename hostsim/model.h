@@ -112,6 +112,7 @@ struct SheetModel {
   std::string name;
   std::string center_header;
   std::string center_header_picture;
+  std::string center_header_picture_word;  // the word drawn in the picture, as Excel took it in
   bool is_chart = false;
   bool protected_ = false;
   std::string password;

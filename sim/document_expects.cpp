@@ -120,7 +120,8 @@ bool ScenarioRunner::ExpectMore(const ScenarioStep& step) {
     const char* usage = "expect ribbon HOST CONTROL enabled|disabled|visible|hidden";
     ExpectCount(step, 5, usage);
     const std::string name = foundation::LowerCase(step.words[2].text);
-    addin::Control* control = FindControl(sim_.Instance(name).Module().Surface(), step.words[3].text);
+    SimInstance& instance = sim_.Instance(name);
+    addin::Control* control = FindControl(instance.Module().Surface(), step.words[3].text, instance.OfficeVersion());
     if (control == nullptr) Failed(name + "'s ribbon has no control " + Quote(step.words[3].text));
     const bool enabledForm = Is(step, 4, "enabled") || Is(step, 4, "disabled");
     const bool want = enabledForm ? Flag(step, 4, "enabled", "disabled", usage) : Flag(step, 4, "visible", "hidden", usage);

@@ -132,6 +132,10 @@ void ScenarioRunner::ReapQuitHosts() {
 }
 
 void ScenarioRunner::TellDocument(SimInstance& instance, const hostsim::DocumentModel& doc) {
+  if (doc.closed) {
+    Say("  " + NameOf(doc.full_name) + " is closed again.");
+    return;
+  }
   const std::string stamp = StampWord(doc);
   std::string text = "  " + NameOf(doc.full_name) + ": ";
   text += stamp.empty() ? "no stamp" : "stamped " + Quote(stamp);
@@ -305,22 +309,12 @@ void ScenarioRunner::SaveAs(const ScenarioStep& step) {
   Say(saved ? "  It is saved as " + Quote(NameOf(target)) + "." : "  The Save As is cancelled: " + Quote(name) + " keeps its name.");
 }
 
-void ScenarioRunner::Print(const ScenarioStep& step) {
-  ExpectCount(step, 2, "print FILE");
-  const OpenDocument open = FindOpen(step.words[1].text);
-  DeliverAnswers(*open.instance);
-  const bool printed = open.instance->Print(open.doc);
-  sim_.Settle();
-  Say("The user prints " + Quote(NameOf(open.doc->full_name)) + " in " + open.instance->Name() +
-      (printed ? ": it goes to the printer." : ": the add-in stops the print."));
-}
-
 void ScenarioRunner::Click(const ScenarioStep& step) {
   ExpectCount(step, 3, "click HOST CONTROL");
   SimInstance& instance = sim_.Instance(foundation::LowerCase(step.words[1].text));
   addin::CommandSurface& surface = instance.Module().Surface();
   addin::Control* control = surface.FindComponent(step.words[2].text);
-  if (control == nullptr) control = FindControl(surface, step.words[2].text);
+  if (control == nullptr) control = FindControl(surface, step.words[2].text, instance.OfficeVersion());
   if (control == nullptr) Failed(instance.Name() + " has no command " + Quote(step.words[2].text));
   DeliverAnswers(instance);
   bool cancel = false;

@@ -38,8 +38,10 @@ std::string StampWord(const hostsim::DocumentModel& doc) {
       if (const auto* stamp = Named(doc.title_master_shapes, "CMSstamp")) return stamp->text;
       return {};
     case platform::HostType::ohaExcel:
+      // The picture shows only while the header asks for it with "&G".
       for (const auto& sheet : doc.sheets) {
-        if (!sheet->center_header_picture.empty()) return "(picture)";
+        if (sheet->center_header_picture.empty() || sheet->center_header.find("&G") == std::string::npos) continue;
+        return sheet->center_header_picture_word.empty() ? "(picture)" : sheet->center_header_picture_word;
       }
       return {};
     case platform::HostType::ohaPublisher: return {};
@@ -100,8 +102,11 @@ std::optional<bool> PaneShown(SimInstance& instance) {
   return panes->Visible(0);
 }
 
-addin::Control* FindControl(addin::CommandSurface& surface, std::string_view name) {
+addin::Control* FindControl(addin::CommandSurface& surface, std::string_view name, int officeVersion) {
   for (const addin::SurfaceRoot& root : surface.Roots()) {
+    const std::string& rootName = root.control.name;
+    if (officeVersion == 2007 && rootName == "BackstageView") continue;
+    if (officeVersion > 2007 && rootName == "RibbonOfficeMenu") continue;
     if (addin::Control* found = Search(surface.Root(root.control.name), name)) return found;
   }
   return nullptr;

@@ -18,8 +18,9 @@ namespace quillorn::sim {
 
 class SimInstance;
 
-// The status stamp's word: Word's footer box, PowerPoint's master boxes, or
-// "(picture)" for Excel's centre-header picture; empty without a stamp.
+// The status stamp's word: Word's footer box, PowerPoint's master boxes, the
+// word drawn in Excel's centre-header picture ("(picture)" when it cannot be
+// read); empty without a stamp.
 std::string StampWord(const hostsim::DocumentModel& doc);
 // A custom document property (Publisher: a tag); nullopt when there is none.
 std::optional<std::string> PropertyValue(const hostsim::DocumentModel& doc, std::string_view name);
@@ -32,7 +33,9 @@ void TypeText(hostsim::DocumentModel& doc, const std::string& text);
 // Whether the host's Quillorn pane is up; nullopt when the host has no pane item.
 std::optional<bool> PaneShown(SimInstance& instance);
 // A ribbon or backstage control by component name, design id or caption (the
-// first in the surface's order); null when there is none.
-addin::Control* FindControl(addin::CommandSurface& surface, std::string_view name);
+// first in the surface's order); null when there is none. With an Office
+// version, only what that version shows: the Office menu in 2007, the File
+// view (backstage) from 2010.
+addin::Control* FindControl(addin::CommandSurface& surface, std::string_view name, int officeVersion = 0);
 
 }  // namespace quillorn::sim

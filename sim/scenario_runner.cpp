@@ -201,6 +201,7 @@ void ScenarioRunner::Execute(const ScenarioStep& step) {
     Say("Environment of hosts that start from now on: " + step.words[1].text + "=" + step.words[2].text + ".");
   } else if (command == "expect") {
     Expect(step);
+  } else if (PrintStep(step)) {
   } else {
     BadScript("unknown command " + verb);
   }
@@ -459,9 +460,9 @@ void ScenarioRunner::Expect(const ScenarioStep& step) {
       Failed("expected " + name + "'s task pane to read " + Quote(want) + ", but it reads " + Quote(*caption));
     }
     Say("As expected, " + name + "'s task pane reads " + Quote(want) + ".");
-  } else if (!ExpectMore(step)) {
+  } else if (!ExpectMore(step) && !ExpectPrinting(step)) {
     BadScript("usage: expect log|no log|sql|server|reachable|caption|pane|ribbon|stamp|property|protected|saved|"
-              "prompt|running ...");
+              "prompt|running|printed|open|window|print-page ...");
   }
 }
 

@@ -66,6 +66,12 @@ class ScenarioRunner {
   // The expectations on documents, the ribbon, the pane, prompts and the
   // server (document_expects.cpp); false when the step is none of them.
   bool ExpectMore(const ScenarioStep& step);
+  // Printing (print_steps.cpp): Word's background print held busy and let go,
+  // the user leaving the File view; false when the step is none of them.
+  bool PrintStep(const ScenarioStep& step);
+  // What was printed, whether a document is still open, the host's window and
+  // print page; false when the step is none of them.
+  bool ExpectPrinting(const ScenarioStep& step);
   // Prints what the server holds of a document: its record and its file.
   void ShowServerDocument(const std::string& docId);
 

@@ -7,11 +7,14 @@
 #include <utility>
 
 #include "addin/addin_module.h"
+#include "addin/command_surface.h"
 #include "addin/pane_manager.h"
 #include "data/tdm.h"
 #include "foundation/paths.h"
 #include "hostsim/hosts.h"
+#include "hostsim/printing.h"
 #include "platform/scripted_prompts.h"
+#include "sim/builtin_dialog.h"
 #include "sim/host_sinks.h"
 
 namespace quillorn::sim {
@@ -103,10 +106,16 @@ void SimInstance::Load() {
     addIn->sinks = ConnectHostSinks(*host_, module);
     module.AddInModuleAddInStartupComplete();
   });
+  // The host's own dialogs are answered like the add-in's, from the script.
+  host_->show_dialog = [prompts = &addIn->prompts](int dialog) {
+    BuiltInDialog model(hostsim::BuiltInDialogName(dialog));
+    return ShowResult(prompts->ShowDialog(model));
+  };
   addin_ = std::move(addIn);
 }
 
 void SimInstance::Unload() {
+  host_->show_dialog = nullptr;
   if (addin_) {
     loop_.RunAs([this] {
       addin::TAddInModule& module = *addin_->module;
@@ -121,6 +130,7 @@ void SimInstance::Unload() {
 }
 
 void SimInstance::Kill() {
+  host_->show_dialog = nullptr;
   loop_.Kill();
   if (addin_) addin_->sinks.reset();
   // The documents vanish with the process: no event tells anyone.
@@ -190,13 +200,32 @@ bool SimInstance::SaveAs(const std::shared_ptr<hostsim::DocumentModel>& doc, con
 
 bool SimInstance::Print(const std::shared_ptr<hostsim::DocumentModel>& doc) {
   bool printed = false;
-  loop_.RunAs([&] { printed = host_->Print(doc); });
+  loop_.RunAs([&] {
+    if (addin_) {
+      addin::CommandSurface& surface = addin_->module->Surface();
+      bool cancel = false;
+      if (addin::Control* command = surface.FindComponent("PrintCommand")) surface.Click(*command, cancel);
+      if (cancel) return;
+    }
+    printed = host_->Print(doc);
+  });
   return printed;
+}
+
+void SimInstance::LeaveBackstage() {
+  host_->print_page_shown = false;
+  if (!addin_) return;
+  addin::CommandSurface& surface = addin_->module->Surface();
+  loop_.RunAs([&] {
+    bool cancel = false;
+    surface.Click(surface.Root("BackstageView"), cancel);
+  });
 }
 
 bool SimInstance::Click(addin::Control& control, bool& cancel) {
   addin::TAddInModule& module = Module();
   bool bound = false;
+  if (control.type == addin::ControlType::CheckBox) control.checked = !control.checked;
   loop_.RunAs([&] { bound = module.Surface().Click(control, cancel); });
   return bound;
 }

@@ -92,11 +92,15 @@ class SimInstance {
   // add-in may cancel; true when the file was written under `path`.
   bool SaveAs(const std::shared_ptr<hostsim::DocumentModel>& doc, const std::string& path);
   bool Close(const std::shared_ptr<hostsim::DocumentModel>& doc);
-  // The host's print of the document, its print events first; false when cancelled.
+  // The user's print: the host's print command, which the add-in watches, then
+  // the host's print, its print events first; false when cancelled.
   bool Print(const std::shared_ptr<hostsim::DocumentModel>& doc);
+  // The user leaves the File view: the print page goes and the add-in's OnHide runs.
+  void LeaveBackstage();
   // A click on a command of the add-in's surface, as the framework hands it on:
   // false when the add-in has no handler for it; `cancel` true when the add-in
-  // took the command over and the host's own must not run.
+  // took the command over and the host's own must not run. A click on a check
+  // box turns it over first, as the framework hands the handler its new state.
   bool Click(addin::Control& control, bool& cancel);
 
   // The host's pane window is still being built: the next `refusals` calls that
