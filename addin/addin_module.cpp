@@ -54,6 +54,7 @@ TAddInModule::TAddInModule(AddInHost host)
   BringToFrontTimer.SetOnTimer([this] { BringToFrontTimerTimer(); });
   Timer1.SetOnTimer([this] { Timer1Timer(); });
   BindIntercepts();
+  BindPrinting();
 }
 
 TAddInModule::~TAddInModule() {

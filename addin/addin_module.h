@@ -102,6 +102,14 @@ class TAddInModule {
   void FileSaveAsCommandAction(bool& Cancel);  // ribbon "FileSaveAs"
   void SaveAsCommandActionEx(bool& Cancel);    // command bar id 748 (Publisher)
 
+  // ---- Printing (printing_commands.cpp): the "Print Controlled" commands, the
+  // File view's OnHide and the two print timers.
+  void PrintControlledClick();
+  void BackstageViewControls1FirstColumn0TopItems0Click(Control& sender);
+  void BackstageViewHide();
+  void PrintJobPollTimer();
+  void PrintDelayTimer();
+
   // ---- Pane shells and window focus (panes.cpp).
   void ShowQuillornPane(std::int64_t docId);
   void HideQuillornPane();
@@ -189,6 +197,7 @@ class TAddInModule {
   // too early goes to the error handler).
   workflow::Workflow& RequireWorkflow();
   void BindIntercepts();
+  void BindPrinting();
 
   AddInHost host_;
   std::unique_ptr<foundation::LogContext> ownContext_;

@@ -100,8 +100,11 @@ void TAddInModule::WordAppEventsDocumentBeforeClose(const Variant& /*doc*/, bool
   });
 }
 
-void TAddInModule::WordAppEventsDocumentBeforePrint(const Variant& /*doc*/, bool& /*Cancel*/) {
-  RunEvent([&] { RecordNotBuilt("WordAppEventsDocumentBeforePrint"); });
+void TAddInModule::WordAppEventsDocumentBeforePrint(const Variant& doc, bool& /*Cancel*/) {
+  RunEvent([&] {
+    LogTrace("Word", "OnDocumentBeforePrint");
+    RequireWorkflow().Printing.DocumentBeforePrint(doc);
+  });
 }
 
 void TAddInModule::WordAppEventsWindowActivate(const Variant& /*doc*/, const Variant& /*wn*/) {
@@ -153,8 +156,8 @@ void TAddInModule::ExcelAppEventsWorkbookBeforeClose(const Variant& /*wb*/, bool
   });
 }
 
-void TAddInModule::ExcelAppEventsWorkbookBeforePrint(const Variant& /*wb*/, bool& /*Cancel*/) {
-  RunEvent([&] { RecordNotBuilt("ExcelAppEventsWorkbookBeforePrint"); });
+void TAddInModule::ExcelAppEventsWorkbookBeforePrint(const Variant& wb, bool& /*Cancel*/) {
+  RunEvent([&] { RequireWorkflow().Printing.DocumentBeforePrint(wb); });
 }
 
 void TAddInModule::ExcelAppEventsWindowActivate(const Variant& /*wb*/, const Variant& /*wn*/) {
@@ -235,8 +238,8 @@ void TAddInModule::PowerPointAppEventsPresentationClose(const Variant& /*pres*/)
   });
 }
 
-void TAddInModule::PowerPointAppEventsPresentationPrint(const Variant& /*pres*/) {
-  RunEvent([&] { RecordNotBuilt("PowerPointAppEventsPresentationPrint"); });
+void TAddInModule::PowerPointAppEventsPresentationPrint(const Variant& pres) {
+  RunEvent([&] { RequireWorkflow().Printing.DocumentBeforePrint(pres); });
 }
 
 void TAddInModule::PowerPointAppEventsSlideSelectionChanged(const Variant& /*sldRange*/) {}
@@ -330,7 +333,8 @@ void TAddInModule::BindIntercepts() {
   surface_.Bind("SaveAsCommandActionEx", [this](Control&, bool& cancel) { SaveAsCommandActionEx(cancel); });
   // Mail commands are only watched: the host's own command runs.
   surface_.Bind("SendEmailAction", [](Control&, bool&) {});
-  surface_.Bind("PrintCommandAction", [this](Control&, bool&) { RunEvent([this] { RecordNotBuilt("PrintCommandAction"); }); });
+  // The print command is only watched: the host goes on to its print event.
+  surface_.Bind("PrintCommandAction", [this](Control&, bool&) { RunEvent([] { LogTrace("PrintCommandAction", ""); }); });
   surface_.Bind("InsertCommandAction",
                 [this](Control&, bool&) { RunEvent([this] { RecordNotBuilt("InsertCommandAction"); }); });
 }

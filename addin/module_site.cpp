@@ -60,6 +60,10 @@ foundation::ReentryFlag& ModuleWorkflowSite::mInternalSave() { return module_.mI
 foundation::ReentryFlag& ModuleWorkflowSite::mInternalClose() { return module_.mInternalClose; }
 platform::Timer& ModuleWorkflowSite::ShutdownTimer() { return module_.ShutdownTimer; }
 platform::Timer& ModuleWorkflowSite::UploadCheckTimer() { return module_.UploadCheckTimer; }
+bool& ModuleWorkflowSite::mPrintControlled() { return module_.mPrintControlled; }
+bool& ModuleWorkflowSite::mDonePrinting() { return module_.mDonePrinting; }
+platform::Timer& ModuleWorkflowSite::PrintJobPoll() { return module_.PrintJobPoll; }
+platform::Timer& ModuleWorkflowSite::PrintDelay() { return module_.PrintDelay; }
 
 void ModuleWorkflowSite::ShowQuillornPane(std::int64_t docId) { module_.ShowQuillornPane(docId); }
 void ModuleWorkflowSite::HideQuillornPane() { module_.HideQuillornPane(); }

@@ -39,6 +39,10 @@ class ModuleWorkflowSite final : public workflow::ModuleSite {
   foundation::ReentryFlag& mInternalClose() override;
   platform::Timer& ShutdownTimer() override;
   platform::Timer& UploadCheckTimer() override;
+  bool& mPrintControlled() override;
+  bool& mDonePrinting() override;
+  platform::Timer& PrintJobPoll() override;
+  platform::Timer& PrintDelay() override;
   void ShowQuillornPane(std::int64_t docId) override;
   void HideQuillornPane() override;
   void ShowQuillornTabs(bool visible) override;

@@ -97,6 +97,10 @@ class BenchSite final : public workflow::ModuleSite {
   foundation::ReentryFlag& mInternalClose() override { return internalClose_; }
   platform::Timer& ShutdownTimer() override { return shutdownTimer_; }
   platform::Timer& UploadCheckTimer() override { return uploadCheckTimer_; }
+  bool& mPrintControlled() override { return printControlled_; }
+  bool& mDonePrinting() override { return donePrinting_; }
+  platform::Timer& PrintJobPoll() override { return printJobPoll_; }
+  platform::Timer& PrintDelay() override { return printDelay_; }
   void ShowQuillornPane(std::int64_t docId) override { benchmark::DoNotOptimize(docId); }
   void HideQuillornPane() override {}
   void ShowQuillornTabs(bool) override {}
@@ -124,6 +128,10 @@ class BenchSite final : public workflow::ModuleSite {
   foundation::ReentryFlag internalClose_;
   platform::Timer shutdownTimer_{loop_, 500, [] {}};
   platform::Timer uploadCheckTimer_{loop_, 1000, [] {}};
+  bool printControlled_ = false;
+  bool donePrinting_ = false;
+  platform::Timer printJobPoll_{loop_, 500, [] {}};
+  platform::Timer printDelay_{loop_, 1000, [] {}};
   Variant doc_;
 };
 

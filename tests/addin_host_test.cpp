@@ -205,6 +205,10 @@ class PageFormatSite final : public workflow::ModuleSite {
   foundation::ReentryFlag& mInternalClose() override { return inner_.mInternalClose(); }
   platform::Timer& ShutdownTimer() override { return inner_.ShutdownTimer(); }
   platform::Timer& UploadCheckTimer() override { return inner_.UploadCheckTimer(); }
+  bool& mPrintControlled() override { return inner_.mPrintControlled(); }
+  bool& mDonePrinting() override { return inner_.mDonePrinting(); }
+  platform::Timer& PrintJobPoll() override { return inner_.PrintJobPoll(); }
+  platform::Timer& PrintDelay() override { return inner_.PrintDelay(); }
   void ShowQuillornPane(std::int64_t docId) override { inner_.ShowQuillornPane(docId); }
   void HideQuillornPane() override { inner_.HideQuillornPane(); }
   void ShowQuillornTabs(bool visible) override { inner_.ShowQuillornTabs(visible); }

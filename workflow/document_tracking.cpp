@@ -36,7 +36,15 @@ constexpr char kServerNotReachable[] =
 // The log-in dialog's answer for a user who gave up; the data module answers 0.
 constexpr int kLoginCancelled = -2;
 
-// What stamping reads: the FILES row's CHECKED_OUT and the record tblDoc stands on.
+// doc_no of the record of that id, 0 without one.
+int DocNoOf(data::DocumentRecords& records, std::int32_t docId) {
+  data::Table& docs = records.tblDoc();
+  if (!docs.Active() || !data::LocateDocId(docs, docId)) return 0;
+  return records.Doc().DOC_NO;
+}
+
+}  // namespace
+
 automation::StampRecord StampRecordOf(data::DocumentRecords& records) {
   automation::StampRecord stamp;
   stamp.CHECKED_OUT = records.Files().CHECKED_OUT;
@@ -46,15 +54,6 @@ automation::StampRecord StampRecordOf(data::DocumentRecords& records) {
   stamp.is_latest = doc.IS_LATEST;
   return stamp;
 }
-
-// doc_no of the record of that id, 0 without one.
-int DocNoOf(data::DocumentRecords& records, std::int32_t docId) {
-  data::Table& docs = records.tblDoc();
-  if (!docs.Active() || !data::LocateDocId(docs, docId)) return 0;
-  return records.Doc().DOC_NO;
-}
-
-}  // namespace
 
 void ExtractDocID(HostType host, const Variant& doc, std::int32_t& docId, std::int32_t& docUserId) {
   std::string value;
@@ -192,7 +191,7 @@ void DocumentTracking::FirstHandling(const Variant& doc) {
     if (records.Doc().IsLatestOrCurrent()) WriteFields(doc, 0);
     data::UpdateFiles(files, {.INIT = true, .IGNORE = true});
     if (host == HostType::ohaWord) doc.Put("Saved", Variant(true));
-    site_.NotBuilt("HandlePrintOpen");
+    if (printOpen_) printOpen_(doc);
     // A print-only open gets no pane.
     return;
   }

@@ -5,7 +5,10 @@
 #pragma once
 
 #include <cstdint>
+#include <functional>
 #include <string>
+
+#include "automation/stamping.h"
 
 #include "workflow/files_refresh.h"
 #include "workflow/module_site.h"
@@ -14,6 +17,9 @@ namespace quillorn::workflow {
 
 // cmsID of `doc` read as "id" or "id;user"; both 0 when it is missing or no number.
 void ExtractDocID(HostType host, const Variant& doc, std::int32_t& docId, std::int32_t& docUserId);
+
+// What stamping reads: the FILES row's CHECKED_OUT and the record tblDoc stands on.
+automation::StampRecord StampRecordOf(data::DocumentRecords& records);
 
 class DocumentTracking {
  public:
@@ -29,6 +35,8 @@ class DocumentTracking {
   // The data module's answers when fetched rows arrive while documents are open.
   void RefreshDocFields(std::int64_t docId);
   void RefreshTemplateQuery();
+  // Where a document opened only to be printed goes once it is stamped.
+  void SetPrintOpen(std::function<void(const Variant& doc)> handler) { printOpen_ = std::move(handler); }
 
  private:
   // INIT false: the announced document's first handling.
@@ -41,6 +49,7 @@ class DocumentTracking {
 
   ModuleSite& site_;
   FilesRefresh filesRefresh_;
+  std::function<void(const Variant& doc)> printOpen_;
 };
 
 }  // namespace quillorn::workflow

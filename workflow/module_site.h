@@ -63,6 +63,14 @@ class ModuleSite {
   virtual platform::Timer& ShutdownTimer() = 0;
   virtual platform::Timer& UploadCheckTimer() = 0;
 
+  // Printing: the user asked for prints without the watermark; a print-only
+  // open's dialog has returned; the timers that restore the stamp and open the
+  // print page.
+  virtual bool& mPrintControlled() = 0;
+  virtual bool& mDonePrinting() = 0;
+  virtual platform::Timer& PrintJobPoll() = 0;
+  virtual platform::Timer& PrintDelay() = 0;
+
   // Pane shell and ribbon additions.
   virtual void ShowQuillornPane(std::int64_t docId) = 0;
   virtual void HideQuillornPane() = 0;
@@ -77,8 +85,8 @@ class ModuleSite {
   // Refreshes the pane's template list when a pane exists and its list is open.
   virtual void RefreshPaneTemplates() = 0;
 
-  // A step that belongs to work not built yet (the print-only open, the web
-  // form's save, the tether client): the module records its name and goes on.
+  // A step that belongs to work not built yet (the web form's save, the
+  // tether client): the module records its name and goes on.
   virtual void NotBuilt(std::string_view routine) = 0;
 };
 
