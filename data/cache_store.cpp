@@ -49,15 +49,18 @@ void CacheStore::OpenShared() {
   AddLookupIndexes(cacheDb_);
 }
 
-bool CacheStore::VersionIsCurrent() {
+std::string CacheStore::WhyNotCurrent() {
   try {
     OpenShared();
     const ResultSet result = cacheDb_.Query("select VER_NO from VER");
-    if (result.rows.empty() || result.rows[0].empty()) return false;
+    if (result.rows.empty() || result.rows[0].empty()) return "no version row";
     const Variant& value = result.rows[0][0];
-    return !value.IsEmptyOrNull() && value.AsDouble() == kCacheVersion;
-  } catch (const std::exception&) {
-    return false;
+    if (value.IsEmptyOrNull()) return "no version";
+    if (value.AsDouble() != kCacheVersion) return "version " + value.AsString();
+    return {};
+  } catch (const std::exception& e) {
+    // An empty, cut or overwritten file ends up here: not a readable cache.
+    return e.what();
   }
 }
 
@@ -84,13 +87,28 @@ void CacheStore::LoadFromCache(Table& Table) {
       if (!system_.FileExists(cacheDb_.FileName)) CreateCacheDB();
       useLock_->Downgrade();
     }
-    if (!VersionIsCurrent()) {
+    const std::string why = WhyNotCurrent();
+    if (!why.empty()) {
+      foundation::LogTrace("LoadFromCache", "... Cache cannot be used (" + why + "): rebuilding it");
       CloseCache();
       // Where deleting an open file succeeds, the lock is what tells us that
       // another host still works on it; then it is used as it is.
       useLock_ = platform::TryLockFile(LockFileName(), platform::FileLock::Mode::Exclusive);
-      if (useLock_ && RemoveCacheFiles()) CreateCacheDB();
+      const bool removed = useLock_ && RemoveCacheFiles();
+      if (removed) CreateCacheDB();
       if (useLock_) useLock_->Downgrade();
+      const std::string after = removed ? WhyNotCurrent() : why;
+      if (!after.empty()) {
+        const std::string what = removed ? "could not be rebuilt" : "could not be deleted";
+        foundation::LogTrace("LoadFromCache", "... Cache " + what + ": used as it is");
+        // A failed rebuild has logged its statement already. A file that stays
+        // is logged once per instance: every later open meets the same file.
+        if (!removed && !healFailureLogged_) {
+          healFailureLogged_ = true;
+          foundation::LogException(nullptr, "LoadFromCache: " + cacheDb_.FileName + " cannot be used (" + why +
+                                                ") and " + what + "; it is used as it is.");
+        }
+      }
       OpenShared();
     }
   }

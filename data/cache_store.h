@@ -55,7 +55,9 @@ class CacheStore {
  private:
   std::string LockFileName() const;
   void OpenShared();
-  bool VersionIsCurrent();
+  // Empty when the cache is open and of this version; else why it is not:
+  // an old version, no version, or the failure to open or read it at all.
+  std::string WhyNotCurrent();
   bool RemoveCacheFiles();
 
   std::string cacheDir_;
@@ -64,6 +66,7 @@ class CacheStore {
   Database memoryDb_{"MEMORY"};
   // Held while the cache is open, so that a rebuild elsewhere waits for us.
   std::unique_ptr<platform::FileLock> useLock_;
+  bool healFailureLogged_ = false;
 };
 
 // The review intervals, in the order the pane lists them: Default (null id),

@@ -199,6 +199,20 @@ void ScenarioRunner::Execute(const ScenarioStep& step) {
     ExpectCount(step, 3, "env NAME \"VALUE\"");
     sim_.SetEnvironment(step.words[1].text, step.words[2].text);
     Say("Environment of hosts that start from now on: " + step.words[1].text + "=" + step.words[2].text + ".");
+  } else if (command == "damage") {
+    const std::string usage = "usage: damage cache empty|truncated|overwritten";
+    ExpectCount(step, 3, usage.c_str() + 7);
+    if (!Is(step, 1, "cache")) BadScript(usage);
+    Simulation::CacheDamage damage = Simulation::CacheDamage::Empty;
+    if (Is(step, 2, "truncated")) {
+      damage = Simulation::CacheDamage::Truncated;
+    } else if (Is(step, 2, "overwritten")) {
+      damage = Simulation::CacheDamage::Overwritten;
+    } else if (!Is(step, 2, "empty")) {
+      BadScript(usage);
+    }
+    sim_.DamageCache(damage);
+    Say("The cache file is " + foundation::LowerCase(step.words[2].text) + ".");
   } else if (command == "expect") {
     Expect(step);
   } else if (PrintStep(step)) {

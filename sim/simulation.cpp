@@ -5,6 +5,7 @@
 #include <cmath>
 #include <cstdio>
 #include <filesystem>
+#include <string_view>
 #include <system_error>
 #include <utility>
 
@@ -129,11 +130,45 @@ std::string Simulation::CacheFileName() const {
   return AppDataDir() + "Cache" + foundation::kPathDelim + data::kCacheFileName;
 }
 
+namespace {
+
+platform::SystemServices& LauncherFiles() {
+  static const std::unique_ptr<platform::SystemServices> files = platform::CreateSystemServices();
+  return *files;
+}
+
+}  // namespace
+
+void Simulation::MakeCache() {
+  foundation::ContextScope scope(launcher_context_);
+  data::CacheStore store(foundation::ExtractFilePath(CacheFileName()), LauncherFiles());
+  if (!foundation::FileExists(store.CacheFileName())) store.CreateCacheDB();
+}
+
+void Simulation::DamageCache(CacheDamage damage) {
+  MakeCache();
+  platform::SystemServices& files = LauncherFiles();
+  std::string bytes;
+  if (!files.ReadFile(CacheFileName(), bytes)) throw SimulationError("the cache " + CacheFileName() + " cannot be read");
+  switch (damage) {
+    case CacheDamage::Empty: bytes.clear(); break;
+    case CacheDamage::Truncated: bytes.resize(bytes.size() / 2); break;
+    case CacheDamage::Overwritten: {
+      static constexpr std::string_view kNoise = "not a database at all; ";
+      for (std::size_t i = 0; i < bytes.size(); ++i) bytes[i] = kNoise[i % kNoise.size()];
+      break;
+    }
+  }
+  // The journal beside it belongs to the file as it was.
+  files.DeleteFile(CacheFileName() + "-wal");
+  files.DeleteFile(CacheFileName() + "-shm");
+  if (!files.WriteFile(CacheFileName(), bytes)) throw SimulationError("the cache " + CacheFileName() + " cannot be written");
+}
+
 template <typename F>
 auto Simulation::WithCache(F&& work) {
   foundation::ContextScope scope(launcher_context_);
-  static const std::unique_ptr<platform::SystemServices> files = platform::CreateSystemServices();
-  data::CacheStore store(foundation::ExtractFilePath(CacheFileName()), *files);
+  data::CacheStore store(foundation::ExtractFilePath(CacheFileName()), LauncherFiles());
   if (!foundation::FileExists(store.CacheFileName())) store.CreateCacheDB();
   // A lookup opens the file as every add-in does, under the shared use lock.
   store.cacheLookup("select VER_NO from VER");
@@ -264,8 +299,9 @@ void Simulation::SetEnvironment(const std::string& name, const std::string& valu
 
 SimInstance& Simulation::StartHost(platform::HostType kind, const std::string& version, const std::string& startFile) {
   FixPort();
-  // The desktop program has made the cache before it has any host open a file.
-  WithCache([](data::Database&) { return 0; });
+  // The desktop program has made the cache before it has any host open a file;
+  // one it finds damaged it leaves for the add-in to rebuild.
+  MakeCache();
   Settle();
   const std::string base = HostBaseName(kind);
   std::string name = base;

@@ -110,8 +110,15 @@ class Simulation {
   // Runs `work` on the cache as the desktop program, the cache made first if missing.
   void WithLauncherCache(const std::function<void(data::Database&)>& work);
 
+  // The cache file damaged while no add-in has it open: emptied, cut to half
+  // its length, or overwritten with bytes that are no database.
+  enum class CacheDamage { Empty, Truncated, Overwritten };
+  void DamageCache(CacheDamage damage);
+
  private:
   void FixPort();
+  // The cache file made when missing; neither opened nor checked.
+  void MakeCache();
   // Runs what is ready; true when something is still under way.
   bool AnyBusy();
   template <typename F>
