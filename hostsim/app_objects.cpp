@@ -58,6 +58,18 @@ class WindowObject : public SimObject {
   }
 };
 
+// Only what the add-in runs by id: the command is recorded, its own dialog is
+// not simulated.
+class CommandBarsObject : public SimObject {
+ public:
+  explicit CommandBarsObject(SimHost& host) : SimObject("CommandBars") {
+    Method("ExecuteMso", [&host](Args a) {
+      host.executed_mso.push_back(Arg(a, 0).AsString());
+      return Variant();
+    }, false);
+  }
+};
+
 class WindowsObject : public SimObject {
  public:
   WindowsObject(SimHost& host, std::shared_ptr<DocumentModel> doc) : SimObject("Windows") {
@@ -145,6 +157,7 @@ ApplicationBase::ApplicationBase(SimHost& host, std::string app_name, std::strin
     return Variant(WindowRef(host, host.Active()));
   });
   Prop("Windows", [&host](Args) { return Variant(WindowsRef(host, nullptr)); });
+  Prop("CommandBars", [&host](Args) { return Variant(host.Cached<CommandBarsObject>(&host, "commandbars", nullptr, host)); });
   Method("Quit", [&host](Args) {
     host.Quit();
     return Variant();

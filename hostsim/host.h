@@ -58,6 +58,8 @@ class SimHost : public std::enable_shared_from_this<SimHost> {
   // How often Application.Activate brought the application to the front.
   int app_activations = 0;
   bool display_alerts = true;
+  // Built-in commands run by their ribbon id (CommandBars.ExecuteMso), in order.
+  std::vector<std::string> executed_mso;
 
   // Calls made into this application's objects: all of them, and per object.
   std::uint64_t TotalCalls() const noexcept { return total_calls_; }

@@ -1,7 +1,10 @@
 // The document routines of one add-in instance, as the module owns them:
-// tracking, save, close. Each part holds the site it runs in.
+// tracking, save, close, copies taken out, approval. Each part holds the site
+// it runs in.
 #pragma once
 
+#include "workflow/approval.h"
+#include "workflow/check_out.h"
 #include "workflow/document_close.h"
 #include "workflow/document_save.h"
 #include "workflow/document_tracking.h"
@@ -10,10 +13,17 @@
 namespace quillorn::workflow {
 
 struct Workflow {
-  explicit Workflow(ModuleSite& site) : Tracking(site), Saving(site, Tracking), Closing(site, Tracking, Saving) {}
+  explicit Workflow(ModuleSite& site)
+      : Tracking(site),
+        Saving(site, Tracking),
+        Closing(site, Tracking, Saving),
+        Copies(site, Tracking),
+        Approvals(site, Tracking, Saving, Closing) {}
   DocumentTracking Tracking;
   DocumentSaving Saving;
   DocumentClosing Closing;
+  DocumentCopies Copies;
+  Approval Approvals;
 };
 
 }  // namespace quillorn::workflow
