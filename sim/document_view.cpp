@@ -17,14 +17,6 @@ const hostsim::ShapeModel* Named(const hostsim::ShapeList& shapes, std::string_v
   return nullptr;
 }
 
-addin::Control* Search(addin::Control& control, std::string_view name) {
-  if (control.name == name || control.id == name || control.caption == name) return &control;
-  for (addin::Control& child : control.controls) {
-    if (addin::Control* found = Search(child, name)) return found;
-  }
-  return nullptr;
-}
-
 }  // namespace
 
 std::string StampWord(const hostsim::DocumentModel& doc) {
@@ -101,10 +93,47 @@ std::optional<bool> PaneShown(SimInstance& instance) {
 }
 
 addin::Control* FindControl(addin::CommandSurface& surface, std::string_view name) {
-  for (const addin::SurfaceRoot& root : surface.Roots()) {
-    if (addin::Control* found = Search(surface.Root(root.control.name), name)) return found;
+  bool offered = false;
+  return FindClickable(surface, name, offered);
+}
+
+namespace {
+
+bool SearchTrail(addin::Control& control, std::string_view name, bool withHandler,
+                 std::vector<addin::Control*>& trail) {
+  trail.push_back(&control);
+  const bool named = control.name == name || control.id == name || control.caption == name;
+  if (named && (!withHandler || !control.handler.empty())) return true;
+  for (addin::Control& child : control.controls) {
+    if (SearchTrail(child, name, withHandler, trail)) return true;
   }
-  return nullptr;
+  trail.pop_back();
+  return false;
+}
+
+}  // namespace
+
+addin::Control* FindClickable(addin::CommandSurface& surface, std::string_view name, bool& offered) {
+  std::string_view root;
+  if (const auto slash = name.find('/'); slash != std::string_view::npos) {
+    root = name.substr(0, slash);
+    name = name.substr(slash + 1);
+  }
+  // A caption shared by a task and its button means the button.
+  std::vector<addin::Control*> trail;
+  for (const bool withHandler : {true, false}) {
+    for (const addin::SurfaceRoot& r : surface.Roots()) {
+      if (!root.empty() && r.control.name != root) continue;
+      trail.clear();
+      if (SearchTrail(surface.Root(r.control.name), name, withHandler, trail)) break;
+      trail.clear();
+    }
+    if (!trail.empty()) break;
+  }
+  if (trail.empty()) return nullptr;
+  offered = trail.back()->enabled;
+  for (const addin::Control* c : trail) offered = offered && c->visible;
+  return trail.back();
 }
 
 }  // namespace quillorn::sim

@@ -32,7 +32,12 @@ void TypeText(hostsim::DocumentModel& doc, const std::string& text);
 // Whether the host's Quillorn pane is up; nullopt when the host has no pane item.
 std::optional<bool> PaneShown(SimInstance& instance);
 // A ribbon or backstage control by component name, design id or caption (the
-// first in the surface's order); null when there is none.
+// first in the surface's order; "ROOT/NAME" only under that root component);
+// null when there is none.
 addin::Control* FindControl(addin::CommandSurface& surface, std::string_view name);
+// The same for a click: "ROOT/NAME" looks only under that root component
+// ("CommandBar/Approve"). `offered` tells whether the user can reach the
+// control: it and every control above it visible, and it enabled.
+addin::Control* FindClickable(addin::CommandSurface& surface, std::string_view name, bool& offered);
 
 }  // namespace quillorn::sim

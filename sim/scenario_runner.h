@@ -66,6 +66,8 @@ class ScenarioRunner {
   // The expectations on documents, the ribbon, the pane, prompts and the
   // server (document_expects.cpp); false when the step is none of them.
   bool ExpectMore(const ScenarioStep& step);
+  // Files outside any host and documents open in a host (file_expects.cpp).
+  bool ExpectFiles(const ScenarioStep& step);
   // Prints what the server holds of a document: its record and its file.
   void ShowServerDocument(const std::string& docId);
 
