@@ -53,8 +53,11 @@ TAddInModule::TAddInModule(AddInHost host)
   StartupTimer.SetOnTimer([this] { StartupTimerTimer(); });
   BringToFrontTimer.SetOnTimer([this] { BringToFrontTimerTimer(); });
   Timer1.SetOnTimer([this] { Timer1Timer(); });
+  ShutdownTimer.SetOnTimer([this] { RunEvent([this] { RequireWorkflow().Closing.ShutdownTimerTimer(); }); });
   BindIntercepts();
   BindPrinting();
+  BindCommands();
+  surface_.SetUnboundClick([this](std::string_view handler) { RecordNotBuilt(handler); });
 }
 
 TAddInModule::~TAddInModule() {

@@ -197,7 +197,12 @@ class TAddInModule {
   // too early goes to the error handler).
   workflow::Workflow& RequireWorkflow();
   void BindIntercepts();
+  // Printing's commands and timers (printing_commands.cpp).
   void BindPrinting();
+  // The add-in's own commands (command_bindings.cpp).
+  void BindCommands();
+  // Runs a built-in command of the host by its ribbon id.
+  void ExecuteBuiltIn(const char* idMso);
 
   AddInHost host_;
   std::unique_ptr<foundation::LogContext> ownContext_;

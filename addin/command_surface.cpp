@@ -349,7 +349,10 @@ void CommandSurface::Bind(std::string handler, ClickHandler fn) { handlers_[std:
 
 bool CommandSurface::Click(Control& control, bool& cancel) {
   auto it = handlers_.find(control.handler);
-  if (control.handler.empty() || it == handlers_.end() || !it->second) return false;
+  if (control.handler.empty() || it == handlers_.end() || !it->second) {
+    if (!control.handler.empty() && unboundClick_) unboundClick_(control.handler);
+    return false;
+  }
   it->second(control, cancel);
   return true;
 }

@@ -104,12 +104,16 @@ class CommandSurface {
   // Handlers by name; Click runs the bound one and reports whether there was one.
   void Bind(std::string handler, ClickHandler fn);
   bool Click(Control& control, bool& cancel);
+  // Told the handler's name when a click finds it unbound, so that a command
+  // not built yet leaves a trace instead of doing nothing unseen.
+  void SetUnboundClick(std::function<void(std::string_view handler)> fn) { unboundClick_ = std::move(fn); }
   // Handler names that the surface refers to and nothing has bound yet, sorted.
   std::vector<std::string> MissingHandlers() const;
 
  private:
   std::vector<SurfaceRoot> roots_;
   std::map<std::string, ClickHandler, std::less<>> handlers_;
+  std::function<void(std::string_view)> unboundClick_;
 };
 
 // The design state of each root, as the module first shows it.

@@ -2,6 +2,9 @@
 
 #include <gtest/gtest.h>
 
+#include <string>
+#include <vector>
+
 #include <algorithm>
 
 namespace quillorn::addin {
@@ -72,15 +75,24 @@ TEST(CommandSurface, RevisionFieldTagsCrossAtLocationAndName) {
   EXPECT_EQ(got, want);
 }
 
-// The module binds the intercepts (a click on them is shown by the scenarios);
-// a command without a handler does nothing and is listed.
-TEST(CommandSurface, UnboundCommandsAreListedAndTheirClicksDoNothing) {
+// The module binds the commands (a click on them is shown by the scenarios);
+// a command without a handler does nothing but say its handler's name, and is
+// listed. A control with no handler at all says nothing.
+TEST(CommandSurface, UnboundCommandsAreListedAndTheirClicksSaySo) {
   CommandSurface s;
+  std::vector<std::string> told;
+  s.SetUnboundClick([&](std::string_view handler) { told.emplace_back(handler); });
   const auto missing = s.MissingHandlers();
   EXPECT_NE(std::find(missing.begin(), missing.end(), "SaveAsCompleteClick"), missing.end());
   bool cancel = false;
   EXPECT_FALSE(s.Click(s.At("HomeTab", {0, 1}), cancel));
+  EXPECT_FALSE(s.Click(s.At("HomeTab", {0, 0}), cancel));
   EXPECT_FALSE(cancel);
+  EXPECT_EQ(told, std::vector<std::string>{"HomeTabControls0Controls1Click"});
+  s.Bind("HomeTabControls0Controls1Click", [](Control&, bool& c) { c = true; });
+  EXPECT_TRUE(s.Click(s.At("HomeTab", {0, 0}), cancel));
+  EXPECT_TRUE(cancel);
+  EXPECT_EQ(told.size(), 1u);
 }
 
 }  // namespace

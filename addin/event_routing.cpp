@@ -310,7 +310,7 @@ void TAddInModule::FileSaveAsCommandAction(bool& Cancel) {
   RunEvent([&] {
     if (!IsManaged(dm_.get())) return;
     Cancel = true;
-    RecordNotBuilt("DocumentSaveAs");
+    RequireWorkflow().Copies.DocumentSaveAs();
   });
 }
 
@@ -320,7 +320,7 @@ void TAddInModule::SaveAsCommandActionEx(bool& Cancel) {
     if (host_.Type != HostType::ohaPublisher) return;
     if (!Variant(host_.Application).Get("ActiveWindow").Get("Visible").AsBool()) return;
     if (!IsManaged(dm_.get())) return;
-    RecordNotBuilt("DocumentSaveAs");
+    RequireWorkflow().Copies.DocumentSaveAs();
     Cancel = true;
   });
 }

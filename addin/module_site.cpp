@@ -43,6 +43,7 @@ platform::Prompts& ModuleWorkflowSite::Prompts() {
 }
 
 platform::SystemServices& ModuleWorkflowSite::System() { return *module_.GetHost().System; }
+platform::WindowMessages* ModuleWorkflowSite::Messages() { return module_.GetHost().Messages; }
 
 automation::DocFieldsContext& ModuleWorkflowSite::FieldsContext() {
   if (!fields_) {

@@ -34,6 +34,7 @@ class ModuleWorkflowSite final : public workflow::ModuleSite {
   data::DataFetcher& Fetcher() override;
   platform::Prompts& Prompts() override;
   platform::SystemServices& System() override;
+  platform::WindowMessages* Messages() override;
   automation::DocFieldsContext& FieldsContext() override;
   foundation::ReentryFlag& mInternalSave() override;
   foundation::ReentryFlag& mInternalClose() override;

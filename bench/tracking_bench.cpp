@@ -92,6 +92,7 @@ class BenchSite final : public workflow::ModuleSite {
   data::DataFetcher& Fetcher() override { return *data_; }
   platform::Prompts& Prompts() override { return prompts_; }
   platform::SystemServices& System() override { return system_; }
+  platform::WindowMessages* Messages() override { return nullptr; }
   automation::DocFieldsContext& FieldsContext() override { return *fields_; }
   foundation::ReentryFlag& mInternalSave() override { return internalSave_; }
   foundation::ReentryFlag& mInternalClose() override { return internalClose_; }

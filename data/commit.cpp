@@ -210,7 +210,14 @@ bool TdmCommit::ProcessSubmitResult(const TRpcValue& Result) {
     RemoveDelta(logname);
     if (StartsWith(logname, "DOCS")) PostRefreshDocs();
     // Published copies are bulky and wanted only until the server has them.
-    if (StartsWith(logname, "PUBLISHED_DOCS")) dm_.cacheExecSQL("delete from PUBLISHED_DOCS");
+    if (StartsWith(logname, "PUBLISHED_DOCS")) {
+      dm_.cacheExecSQL("delete from PUBLISHED_DOCS");
+      // The open set still holds the deleted rows: the next publish in this
+      // session would edit a row that is gone, its post would touch nothing
+      // and its forms would never reach the server. Re-reading is no change of
+      // ours, so nothing is captured to send.
+      if (dm_.tblPublishedDocs.Active()) dm_.tblPublishedDocs.Refresh();
+    }
     return true;
   }
   if (Result.ValueType() == TRpcValueTypes::rpc_Boolean && Result.AsBoolean()) return true;

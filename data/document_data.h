@@ -40,6 +40,10 @@ class DocumentRecords {
 
   // One statement on the cache; false when the cache refused it (logged).
   virtual bool cacheExecSQL(const std::string& sql) = 0;
+  // The first field of the first row the cache answers; Null for none.
+  virtual Variant cacheLookup(const std::string& sql) = 0;
+  // Where copies taken out of the system go in cloud mode (the settings').
+  virtual std::string CloudExportFolder() const = 0;
 
   // The record's changes, the file and the published forms handed to the
   // commit: sent now while a server answers, kept as deltas while not.
@@ -78,6 +82,9 @@ class DataFetcher {
   virtual bool WaitForCompletion() = 0;
   // One statement run on the server; true only for the server's true.
   virtual bool ExecSQL(const std::string& sql) = 0;
+  // One question to the server, blocking: the first field of the first row,
+  // Null for none, 0 when the server answered with an exception (logged).
+  virtual Variant lookup(const std::string& sql) = 0;
 };
 
 }  // namespace quillorn::data

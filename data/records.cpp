@@ -63,6 +63,10 @@ DocRecord DocRecord::Of(Table& docs) {
   r.DOC_ID = docs.FieldByName("DOC_ID").AsInteger();
   r.DOC_NO = docs.FieldByName("DOC_NO").AsInteger();
   r.DOC_NAME = docs.FieldByName("DOC_NAME").AsString();
+  r.VER = docs.FieldByName("VER").AsString();
+  r.DOC_TYPE_ID = docs.FieldByName("DOC_TYPE_ID").AsInteger();
+  r.FRAMEWORK = IntOrNull(docs.FieldByName("FRAMEWORK"));
+  r.REVIEW_INTERVAL = IntOrNull(docs.FieldByName("REVIEW_INTERVAL"));
   r.STATUS = docs.FieldByName("STATUS").AsString();
   r.STATUS_BY = IntOrNull(docs.FieldByName("STATUS_BY"));
   r.IS_CURRENT = docs.FieldByName("IS_CURRENT").AsString();
@@ -75,10 +79,17 @@ DocRecord DocRecord::Of(Table& docs) {
   return r;
 }
 
-void UpdateDoc(Table& docs, const DocChange& change) {
+void EditDoc(Table& docs, const DocChange& change) {
   docs.EnsureEditing();
   SetIfGiven(docs, "STATUS", change.STATUS);
   SetIfGiven(docs, "FILE_EXT", change.FILE_EXT);
+  SetIfGiven(docs, "APPROVED_BY", change.APPROVED_BY);
+  if (change.APPROVED_DATE) docs.FieldByName("APPROVED_DATE").SetValue(Variant::FromDateTime(*change.APPROVED_DATE));
+  if (change.NEXT_REVIEW) docs.FieldByName("NEXT_REVIEW").SetValue(Variant::FromDateTime(*change.NEXT_REVIEW));
+}
+
+void UpdateDoc(Table& docs, const DocChange& change) {
+  EditDoc(docs, change);
   docs.Post();
 }
 

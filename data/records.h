@@ -9,6 +9,7 @@
 #include <string>
 
 #include "data/table.h"
+#include "foundation/datetime.h"
 
 namespace quillorn::data {
 
@@ -54,6 +55,10 @@ struct DocRecord {
   std::int32_t DOC_ID = 0;
   std::int32_t DOC_NO = 0;
   std::string DOC_NAME;
+  std::string VER;
+  std::int32_t DOC_TYPE_ID = 0;
+  std::optional<std::int32_t> FRAMEWORK;
+  std::optional<std::int32_t> REVIEW_INTERVAL;  // months; nullopt for null
   std::string STATUS;
   std::optional<std::int32_t> STATUS_BY;
   std::string IS_CURRENT;
@@ -74,9 +79,15 @@ struct DocRecord {
 struct DocChange {
   std::optional<std::string> STATUS;
   std::optional<std::string> FILE_EXT;
+  std::optional<std::int32_t> APPROVED_BY;
+  std::optional<foundation::TDateTime> APPROVED_DATE;
+  std::optional<foundation::TDateTime> NEXT_REVIEW;
 };
 
 void UpdateDoc(Table& docs, const DocChange& change);
+// The change written into the row, which is left being edited: the caller
+// posts it, so that a failure before then keeps the edit where it stood.
+void EditDoc(Table& docs, const DocChange& change);
 
 // Moves the table to the row of that key; false, and the table stays, when
 // there is none.

@@ -53,18 +53,6 @@ int DefaultReviewInterval(Tdm& dm, Table& Doc) {
 
 int ReviewIntervalMonths(int Interval) { return Interval <= 24 ? Interval : (Interval - 24) * 12 + 24; }
 
-foundation::TDateTime IncMonth(foundation::TDateTime Date, int Months) {
-  int year = 0, month = 0, day = 0;
-  foundation::DecodeDate(Date, year, month, day);
-  const double timeOfDay = Date - std::floor(Date);
-  const int months = year * 12 + (month - 1) + Months;
-  year = months / 12;
-  month = months % 12 + 1;
-  const int last = foundation::DaysInMonth(year, month);
-  if (day > last) day = last;
-  return foundation::EncodeDate(year, month, day) + timeOfDay;
-}
-
 void CalcAndSetReviewDate(Tdm& dm, platform::Prompts& Prompts, const std::string& Interval, Table& Doc) {
   foundation::ContextScope scope(dm.Context());
   ProcNameScope proc("dm.CalcAndSetReviewDate");

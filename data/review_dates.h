@@ -20,9 +20,7 @@ inline constexpr char kResetReviewDateQuestion[] =
 // step is a year, so that 25, 26, 27 are 3, 4 and 5 years.
 int ReviewIntervalMonths(int Interval);
 
-// Date plus Months, keeping the day of the month or taking the last day of a
-// shorter month; the time of day stays.
-foundation::TDateTime IncMonth(foundation::TDateTime Date, int Months);
+using foundation::IncMonth;
 
 // Interval is the chosen interval id as text, "" for "Default" and "0" for
 // "None". Doc is the document's row set, on the document's row; it is put into

@@ -17,6 +17,8 @@ int TdmDocumentData::PromptUserForLogin(platform::Prompts& prompts, int officeVe
   return data::PromptUserForLogin(dm_, prompts, officeVersion);
 }
 bool TdmDocumentData::cacheExecSQL(const std::string& sql) { return dm_.cacheExecSQL(sql); }
+Variant TdmDocumentData::cacheLookup(const std::string& sql) { return dm_.cacheLookup(sql); }
+std::string TdmDocumentData::CloudExportFolder() const { return dm_.Settings.CloudExportFolder; }
 void TdmDocumentData::SaveDocData() { dm_.SaveDocData(); }
 void TdmDocumentData::SaveDocument() { dm_.SaveDocument(); }
 void TdmDocumentData::SavePublishedDocs() { dm_.SavePublishedDocs(); }
@@ -50,5 +52,9 @@ bool TdmDocumentData::WaitForCompletion() {
   return dm_.Connection.ClientModule.WaitForCompletion(dm_.Settings.RetryTimeOut);
 }
 bool TdmDocumentData::ExecSQL(const std::string& sql) { return data::ExecSQL(dm_, sql); }
+Variant TdmDocumentData::lookup(const std::string& sql) {
+  foundation::ContextScope scope(dm_.Context());
+  return data::lookup(dm_, sql);
+}
 
 }  // namespace quillorn::data

@@ -25,6 +25,8 @@ class TdmDocumentData final : public DocumentRecords, public DataFetcher {
   void SetUserID(int userId) override;
   int PromptUserForLogin(platform::Prompts& prompts, int officeVersion) override;
   bool cacheExecSQL(const std::string& sql) override;
+  Variant cacheLookup(const std::string& sql) override;
+  std::string CloudExportFolder() const override;
   void SaveDocData() override;
   void SaveDocument() override;
   void SavePublishedDocs() override;
@@ -49,6 +51,7 @@ class TdmDocumentData final : public DocumentRecords, public DataFetcher {
   void ConnectToServer(Wait waiting) override;
   bool WaitForCompletion() override;
   bool ExecSQL(const std::string& sql) override;
+  Variant lookup(const std::string& sql) override;
 
  private:
   Tdm& dm_;

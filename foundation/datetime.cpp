@@ -1,5 +1,6 @@
 #include "foundation/datetime.h"
 
+#include <algorithm>
 #include <chrono>
 #include <cmath>
 #include <ctime>
@@ -153,5 +154,16 @@ TDateTime Now() {
 }
 
 TDateTime Date() { return std::floor(Now()); }
+
+TDateTime IncMonth(TDateTime date, int months) {
+  int year = 0, month = 0, day = 0;
+  DecodeDate(date, year, month, day);
+  const double timeOfDay = date - std::floor(date);
+  const int total = year * 12 + (month - 1) + months;
+  year = total / 12;
+  month = total % 12 + 1;
+  day = std::min(day, DaysInMonth(year, month));
+  return EncodeDate(year, month, day) + timeOfDay;
+}
 
 }  // namespace quillorn::foundation

@@ -46,6 +46,9 @@ void DecodeTime(TDateTime value, int& hour, int& minute, int& second, int& msec)
 int DayOfWeek(TDateTime value) noexcept;  // 1 = Sunday ... 7 = Saturday
 bool IsLeapYear(int year) noexcept;
 int DaysInMonth(int year, int month) noexcept;
+// Date plus Months, keeping the day of the month or taking the last day of a
+// shorter month; the time of day stays.
+TDateTime IncMonth(TDateTime date, int months);
 TDateTime Now();   // local time
 TDateTime Date();  // today, no time part
 

@@ -3,6 +3,7 @@
 #include <gtest/gtest.h>
 
 #include <algorithm>
+#include <array>
 #include <cmath>
 #include <ctime>
 #include <ios>
@@ -49,6 +50,34 @@ TEST(DateTime, InvalidCalendarValuesAreRefused) {
   const int times[][4] = {{24, 0, 0, 0}, {0, 60, 0, 0}, {0, 0, 60, 0}, {0, 0, 0, 1000}, {-1, 0, 0, 0}};
   for (const auto& t : times) EXPECT_THROW(EncodeTime(t[0], t[1], t[2], t[3]), std::invalid_argument);
   EXPECT_EQ(EncodeDate(2000, 2, 29), 36585);  // every fourth century keeps its leap day
+}
+
+// Adding months keeps the day where the target month has it and takes that
+// month's last day where it is shorter; the time of day rides along.
+TEST(DateTime, IncMonthClipsTheDayToTheTargetMonth) {
+  struct Case {
+    int from[3];
+    int months;
+    int to[3];
+  };
+  const Case cases[] = {
+      {.from = {2024, 1, 31}, .months = 1, .to = {2024, 2, 29}},
+      {.from = {2023, 1, 31}, .months = 1, .to = {2023, 2, 28}},
+      {.from = {2024, 3, 31}, .months = 1, .to = {2024, 4, 30}},
+      {.from = {2024, 2, 29}, .months = 12, .to = {2025, 2, 28}},
+      {.from = {2024, 11, 15}, .months = 3, .to = {2025, 2, 15}},
+      {.from = {2024, 8, 31}, .months = 18, .to = {2026, 2, 28}},
+      {.from = {2024, 5, 10}, .months = 0, .to = {2024, 5, 10}},
+  };
+  for (const Case& c : cases) {
+    const TDateTime from = EncodeDate(c.from[0], c.from[1], c.from[2]) + 0.75;
+    const TDateTime got = IncMonth(from, c.months);
+    int y = 0, m = 0, d = 0;
+    DecodeDate(got, y, m, d);
+    EXPECT_EQ((std::array<int, 3>{y, m, d}), (std::array<int, 3>{c.to[0], c.to[1], c.to[2]}))
+        << c.from[0] << "-" << c.from[1] << "-" << c.from[2] << " plus " << c.months;
+    EXPECT_DOUBLE_EQ(got - std::floor(got), 0.75);
+  }
 }
 
 // Before the epoch the day counts down while the time of day still counts up: -1.25 is 06:00 of the 29th.

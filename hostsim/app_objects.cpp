@@ -61,6 +61,8 @@ class WindowObject : public SimObject {
   }
 };
 
+// Only what the add-in runs by id: the command is recorded, its own dialog is
+// not simulated.
 class WindowsObject : public SimObject {
  public:
   WindowsObject(SimHost& host, std::shared_ptr<DocumentModel> doc) : SimObject("Windows") {

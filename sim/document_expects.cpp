@@ -149,7 +149,7 @@ bool ScenarioRunner::ExpectMore(const ScenarioStep& step) {
     if (got != want) Failed("expected " + name + (want ? " to run, but it does not" : " to have quit, but it runs"));
     Say("As expected, " + name + (want ? " runs." : " no longer runs."));
   } else {
-    return false;
+    return ExpectFiles(step);
   }
   return true;
 }

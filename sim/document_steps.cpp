@@ -310,20 +310,38 @@ void ScenarioRunner::SaveAs(const ScenarioStep& step) {
 }
 
 void ScenarioRunner::Click(const ScenarioStep& step) {
-  ExpectCount(step, 3, "click HOST CONTROL");
+  const char* usage = "click HOST CONTROL [refused]";
+  const bool refusalWanted = step.words.size() == 4 && Is(step, 3, "refused");
+  if (step.words.size() != 3 && !refusalWanted) BadScript(std::string("usage: ") + usage);
   SimInstance& instance = sim_.Instance(foundation::LowerCase(step.words[1].text));
   addin::CommandSurface& surface = instance.Module().Surface();
+  bool offered = true;
   addin::Control* control = surface.FindComponent(step.words[2].text);
-  if (control == nullptr) control = FindControl(surface, step.words[2].text, instance.OfficeVersion());
+  if (control != nullptr) offered = control->enabled;
+  if (control == nullptr) control = FindClickable(surface, step.words[2].text, offered, instance.OfficeVersion());
   if (control == nullptr) Failed(instance.Name() + " has no command " + Quote(step.words[2].text));
+  // A greyed or hidden command cannot be clicked; nothing happens.
+  const std::string why = control->enabled ? "hidden" : "disabled";
+  if (!offered && !refusalWanted) {
+    Failed("the user cannot click " + Quote(step.words[2].text) + " in " + instance.Name() + ": it is " + why);
+  }
+  if (refusalWanted) {
+    if (offered) Failed("expected " + Quote(step.words[2].text) + " in " + instance.Name() + " to be out of reach, but it can be clicked");
+    Say("The user cannot click " + Quote(step.words[2].text) + " in " + instance.Name() + ": it is " + why +
+        "; nothing happens.");
+    return;
+  }
   DeliverAnswers(instance);
   bool cancel = false;
   const bool bound = instance.Click(*control, cancel);
   sim_.Settle();
   // The host's own command that follows is not simulated.
+  const bool intercept = control->type == addin::ControlType::Intercept || control->type == addin::ControlType::Shortcut;
   Say("The user clicks " + Quote(step.words[2].text) + " in " + instance.Name() + ": " +
-      (!bound ? "the add-in has no handler for it." : cancel ? "the add-in takes the command over." :
-                                                               "the add-in lets the host's own command go on."));
+      (!bound       ? "the add-in has no handler for it."
+       : !intercept ? "the add-in's command runs."
+       : cancel     ? "the add-in takes the command over."
+                    : "the add-in lets the host's own command go on."));
 }
 
 void ScenarioRunner::Close(const ScenarioStep& step) {

@@ -17,14 +17,6 @@ const hostsim::ShapeModel* Named(const hostsim::ShapeList& shapes, std::string_v
   return nullptr;
 }
 
-addin::Control* Search(addin::Control& control, std::string_view name) {
-  if (control.name == name || control.id == name || control.caption == name) return &control;
-  for (addin::Control& child : control.controls) {
-    if (addin::Control* found = Search(child, name)) return found;
-  }
-  return nullptr;
-}
-
 }  // namespace
 
 std::string StampWord(const hostsim::DocumentModel& doc) {
@@ -103,13 +95,57 @@ std::optional<bool> PaneShown(SimInstance& instance) {
 }
 
 addin::Control* FindControl(addin::CommandSurface& surface, std::string_view name, int officeVersion) {
-  for (const addin::SurfaceRoot& root : surface.Roots()) {
-    const std::string& rootName = root.control.name;
-    if (officeVersion == 2007 && rootName == "BackstageView") continue;
-    if (officeVersion > 2007 && rootName == "RibbonOfficeMenu") continue;
-    if (addin::Control* found = Search(surface.Root(root.control.name), name)) return found;
+  bool offered = false;
+  return FindClickable(surface, name, offered, officeVersion);
+}
+
+namespace {
+
+bool SearchTrail(addin::Control& control, std::string_view name, bool withHandler,
+                 std::vector<addin::Control*>& trail) {
+  trail.push_back(&control);
+  const bool named = control.name == name || control.id == name || control.caption == name;
+  if (named && (!withHandler || !control.handler.empty())) return true;
+  for (addin::Control& child : control.controls) {
+    if (SearchTrail(child, name, withHandler, trail)) return true;
   }
-  return nullptr;
+  trail.pop_back();
+  return false;
+}
+
+// What a version of Office shows of the File commands: the Office menu in 2007,
+// the File view (backstage) from 2010.
+bool ShownInVersion(const std::string& rootName, int officeVersion) {
+  if (officeVersion == 2007 && rootName == "BackstageView") return false;
+  if (officeVersion > 2007 && rootName == "RibbonOfficeMenu") return false;
+  return true;
+}
+
+}  // namespace
+
+addin::Control* FindClickable(addin::CommandSurface& surface, std::string_view name, bool& offered,
+                              int officeVersion) {
+  std::string_view root;
+  if (const auto slash = name.find('/'); slash != std::string_view::npos) {
+    root = name.substr(0, slash);
+    name = name.substr(slash + 1);
+  }
+  // A caption shared by a task and its button means the button.
+  std::vector<addin::Control*> trail;
+  for (const bool withHandler : {true, false}) {
+    for (const addin::SurfaceRoot& r : surface.Roots()) {
+      if (!root.empty() && r.control.name != root) continue;
+      if (root.empty() && !ShownInVersion(r.control.name, officeVersion)) continue;
+      trail.clear();
+      if (SearchTrail(surface.Root(r.control.name), name, withHandler, trail)) break;
+      trail.clear();
+    }
+    if (!trail.empty()) break;
+  }
+  if (trail.empty()) return nullptr;
+  offered = trail.back()->enabled;
+  for (const addin::Control* c : trail) offered = offered && c->visible;
+  return trail.back();
 }
 
 }  // namespace quillorn::sim

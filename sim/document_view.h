@@ -33,9 +33,13 @@ void TypeText(hostsim::DocumentModel& doc, const std::string& text);
 // Whether the host's Quillorn pane is up; nullopt when the host has no pane item.
 std::optional<bool> PaneShown(SimInstance& instance);
 // A ribbon or backstage control by component name, design id or caption (the
-// first in the surface's order); null when there is none. With an Office
-// version, only what that version shows: the Office menu in 2007, the File
-// view (backstage) from 2010.
+// first in the surface's order; "ROOT/NAME" only under that root component);
+// null when there is none. With an Office version, only what that version
+// shows: the Office menu in 2007, the File view (backstage) from 2010.
 addin::Control* FindControl(addin::CommandSurface& surface, std::string_view name, int officeVersion = 0);
+// The same for a click ("CommandBar/Approve"). `offered` tells whether the user
+// can reach the control: it and every control above it visible, and it enabled.
+addin::Control* FindClickable(addin::CommandSurface& surface, std::string_view name, bool& offered,
+                              int officeVersion = 0);
 
 }  // namespace quillorn::sim

@@ -72,6 +72,8 @@ class ScenarioRunner {
   // What was printed, whether a document is still open, the host's window and
   // print page; false when the step is none of them.
   bool ExpectPrinting(const ScenarioStep& step);
+  // Files outside any host and documents open in a host (file_expects.cpp).
+  bool ExpectFiles(const ScenarioStep& step);
   // Prints what the server holds of a document: its record and its file.
   void ShowServerDocument(const std::string& docId);
 

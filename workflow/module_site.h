@@ -15,6 +15,7 @@
 #include "platform/prompts.h"
 #include "platform/system_services.h"
 #include "platform/variant.h"
+#include "platform/window_messages.h"
 
 namespace quillorn::automation {
 struct DocFieldsContext;
@@ -52,6 +53,8 @@ class ModuleSite {
   virtual data::DataFetcher& Fetcher() = 0;
   virtual platform::Prompts& Prompts() = 0;
   virtual platform::SystemServices& System() = 0;
+  // Registered messages between the user's processes; null where nobody listens.
+  virtual platform::WindowMessages* Messages() = 0;
   // The data module's record as the field routines read it, with this
   // instance's control field values.
   virtual automation::DocFieldsContext& FieldsContext() = 0;
