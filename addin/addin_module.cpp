@@ -7,11 +7,13 @@
 #include "addin/backstage_adaptation.h"
 #include "addin/module_site.h"
 #include "addin/office_version.h"
+#include "addin/toolbox_pane.h"
 #include "data/settings.h"
 #include "data/tdm.h"
 #include "foundation/log.h"
 #include "foundation/paths.h"
 #include "foundation/version.h"
+#include "toolbox/toolbox_form.h"
 #include "workflow/workflow.h"
 
 namespace quillorn::addin {
@@ -63,6 +65,8 @@ TAddInModule::TAddInModule(AddInHost host)
 TAddInModule::~TAddInModule() {
   // The data module's tables may trace on the way out, as this instance.
   foundation::ContextScope scope(*context_);
+  toolbox_.reset();
+  toolboxSite_.reset();
   workflow_.reset();
   site_.reset();
   dm_.reset();

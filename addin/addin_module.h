@@ -29,6 +29,10 @@ namespace quillorn::workflow {
 struct Workflow;
 }
 
+namespace quillorn::toolbox {
+class TToolBoxForm;
+}
+
 namespace quillorn::addin {
 
 inline constexpr char kAddInName[] = "Quillorn";
@@ -38,6 +42,7 @@ inline constexpr char kAddInDescription[] = "Integral part of the Quillorn Docum
 inline constexpr std::uint16_t kVkSpace = 0x20;
 
 class ModuleWorkflowSite;
+class ModuleToolBoxSite;
 
 class TAddInModule {
  public:
@@ -158,6 +163,8 @@ class TAddInModule {
   PaneManager* Panes() noexcept { return panes_; }
   // Caption of pane instance 0; nullopt while no pane item exists.
   std::optional<std::string> PaneCaption() const;
+  // The form in the pane; null until the pane first showed a document.
+  toolbox::TToolBoxForm* ToolBoxForm() noexcept { return toolbox_.get(); }
 
   CommandSurface& Surface() noexcept { return surface_; }
 
@@ -203,6 +210,8 @@ class TAddInModule {
   void BindCommands();
   // Runs a built-in command of the host by its ribbon id.
   void ExecuteBuiltIn(const char* idMso);
+  // Makes the pane's form on first need and has it show the document.
+  void TellToolBoxForm(std::int64_t docId);
 
   AddInHost host_;
   std::unique_ptr<foundation::LogContext> ownContext_;
@@ -216,6 +225,9 @@ class TAddInModule {
   // Declared after dm_, so that the routines go before the data module they use.
   std::unique_ptr<ModuleWorkflowSite> site_;
   std::unique_ptr<workflow::Workflow> workflow_;
+  // Declared after dm_: the form watches its tables until it goes.
+  std::unique_ptr<ModuleToolBoxSite> toolboxSite_;
+  std::unique_ptr<toolbox::TToolBoxForm> toolbox_;
 
   std::int32_t finalizedSessionID_ = 0;
   std::int32_t sessionID_ = 0;

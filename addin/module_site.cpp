@@ -5,6 +5,7 @@
 #include "addin/addin_module.h"
 #include "addin/button_states.h"
 #include "data/tdm.h"
+#include "toolbox/toolbox_form.h"
 
 namespace quillorn::addin {
 
@@ -81,12 +82,17 @@ bool ModuleWorkflowSite::PaneExists() const {
   return panes != nullptr && panes->ItemCount() > 0;
 }
 
-std::optional<workflow::PageFormatSetting> ModuleWorkflowSite::PageFormat() const { return std::nullopt; }
+std::optional<workflow::PageFormatSetting> ModuleWorkflowSite::PageFormat() const {
+  const toolbox::TToolBoxForm* form = module_.ToolBoxForm();
+  // Only a template document's pane holds the setting.
+  if (!PaneExists() || form == nullptr || !form->PageFormatLoaded()) return std::nullopt;
+  return workflow::PageFormatSetting{.loaded = form->lastKeepPageFormatting(), .checked = form->KeepPageFormatting()};
+}
 
 void ModuleWorkflowSite::RefreshPaneTemplates() {
-  // The pane's template list lives in the toolbox form, which the pane shell
-  // does not hold yet: with a pane there is a list that goes unrefreshed.
-  if (PaneExists()) NotBuilt("RefreshPaneTemplates");
+  if (toolbox::TToolBoxForm* form = module_.ToolBoxForm(); PaneExists() && form != nullptr) {
+    form->RefreshTemplateQuery();
+  }
 }
 
 void ModuleWorkflowSite::NotBuilt(std::string_view routine) { module_.RecordNotBuilt(routine); }

@@ -39,6 +39,7 @@ void TAddInModule::ShowQuillornPane(std::int64_t docId) {
       if (panes_->ItemCount() == 0) panes_->AddItem(kWordPaneClass, kPanePositionRight, true);
       panes_->ShowTaskPane(0);
       panes_->SetDocId(0, docId);
+      TellToolBoxForm(docId);
       break;
 
     case HostType::ohaExcel:
@@ -57,6 +58,7 @@ void TAddInModule::ShowQuillornPane(std::int64_t docId) {
       }
       try {
         panes_->SetDocId(0, docId);
+        TellToolBoxForm(docId);
       } catch (const std::exception& e) {
         LogTrace("TExcelTP", e.what());
       }
@@ -66,6 +68,7 @@ void TAddInModule::ShowQuillornPane(std::int64_t docId) {
       if (panes_->ItemCount() == 0) panes_->AddItem(kPowerPointPaneClass, kPanePositionRight, true);
       panes_->ShowTaskPane(0);
       panes_->SetDocId(0, docId);
+      TellToolBoxForm(docId);
       break;
 
     case HostType::ohaPublisher: break;

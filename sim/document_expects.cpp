@@ -94,6 +94,7 @@ bool ScenarioRunner::ExpectMore(const ScenarioStep& step) {
     const std::string what = protection ? (want ? "protected" : "unprotected") : (want ? "saved" : "unsaved");
     if (got != want) Failed("expected " + step.words[2].text + " to be " + what + ", but it is not");
     Say("As expected, " + step.words[2].text + " is " + what + ".");
+  } else if (Is(step, 1, "pane") && ExpectPaneControl(step)) {
   } else if (Is(step, 1, "pane")) {
     const char* usage = "expect pane HOST shown [DOC_ID]|hidden";
     if (step.words.size() != 4 && step.words.size() != 5) BadScript(std::string("usage: ") + usage);

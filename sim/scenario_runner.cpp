@@ -75,6 +75,7 @@ ScenarioResult ScenarioRunner::Run(const std::vector<ScenarioStep>& steps) {
       Execute(step);
       CheckPrompts();
       ReapQuitHosts();
+      ReportPanes();
       ReportAfterStep();
     } catch (const StepFailure& failure) {
       ReportAfterStep();
@@ -165,6 +166,7 @@ void ScenarioRunner::Execute(const ScenarioStep& step) {
     const auto doc = instance.New();
     sim_.Settle();
     Say("The user starts a new document in " + instance.Name() + ": " + Quote(doc->untitled_name) + ".");
+  } else if (command == "pane" && PaneStep(step)) {
   } else if (command == "pane") {
     ExpectCount(step, 3, "pane HOST not-ready");
     if (!Is(step, 2, "not-ready")) BadScript("usage: pane HOST not-ready");

@@ -74,6 +74,12 @@ class ScenarioRunner {
   bool ExpectPrinting(const ScenarioStep& step);
   // Files outside any host and documents open in a host (file_expects.cpp).
   bool ExpectFiles(const ScenarioStep& step);
+  // The toolbox pane (pane_steps.cpp): a user's input into it, false for a
+  // step that is none; what a control shows, false for an expectation on the
+  // pane as a whole; and the narration of what changed in it.
+  bool PaneStep(const ScenarioStep& step);
+  bool ExpectPaneControl(const ScenarioStep& step);
+  void ReportPanes();
   // Prints what the server holds of a document: its record and its file.
   void ShowServerDocument(const std::string& docId);
 
@@ -129,6 +135,12 @@ class ScenarioRunner {
   std::map<const SimInstance*, std::size_t> prompts_told_;
   // Every prompt told so far, by host name, kept after its host has gone.
   std::vector<std::pair<std::string, std::string>> prompts_seen_;
+  // What each instance's pane showed after the last step.
+  struct PaneSeen {
+    std::int32_t doc = 0;
+    std::map<std::string, std::string> lines;
+  };
+  std::map<const SimInstance*, PaneSeen> panes_seen_;
 };
 
 // The time stamp of the narration: simulated seconds since the run began.
