@@ -7,6 +7,7 @@
 #include "addin/backstage_adaptation.h"
 #include "addin/module_site.h"
 #include "addin/office_version.h"
+#include "addin/small_dialogs.h"
 #include "data/settings.h"
 #include "data/tdm.h"
 #include "foundation/log.h"
@@ -55,11 +56,13 @@ TAddInModule::TAddInModule(AddInHost host)
   Timer1.SetOnTimer([this] { Timer1Timer(); });
   BindIntercepts();
   BindPrinting();
+  BindInserting();
 }
 
 TAddInModule::~TAddInModule() {
   // The data module's tables may trace on the way out, as this instance.
   foundation::ContextScope scope(*context_);
+  frmPicture_.reset();
   workflow_.reset();
   site_.reset();
   dm_.reset();

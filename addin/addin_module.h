@@ -38,6 +38,7 @@ inline constexpr char kAddInDescription[] = "Integral part of the Quillorn Docum
 inline constexpr std::uint16_t kVkSpace = 0x20;
 
 class ModuleWorkflowSite;
+class TfrmPicture;
 
 class TAddInModule {
  public:
@@ -109,6 +110,16 @@ class TAddInModule {
   void BackstageViewHide();
   void PrintJobPollTimer();
   void PrintDelayTimer();
+
+  // ---- The Insert tab (insert_commands.cpp): revision and custom fields, the
+  // logo, the custom field dialog, the cloud edition's picture route.
+  void InsertCustomFieldClick(Control& sender);
+  void InsertLogoClick();
+  void InsertDialogLauncherClick();
+  void InsertCommandAction(bool& Cancel);  // "PictureInsertFromFile", "PictureInsertFromFilePowerPoint"
+  void UploadCheckTimerTimer();
+  // The picture hint while it is up; null otherwise.
+  TfrmPicture* frmPicture() noexcept { return frmPicture_.get(); }
 
   // ---- Pane shells and window focus (panes.cpp).
   void ShowQuillornPane(std::int64_t docId);
@@ -198,6 +209,7 @@ class TAddInModule {
   workflow::Workflow& RequireWorkflow();
   void BindIntercepts();
   void BindPrinting();
+  void BindInserting();
 
   AddInHost host_;
   std::unique_ptr<foundation::LogContext> ownContext_;
@@ -221,6 +233,8 @@ class TAddInModule {
   std::vector<HostType> supportedHosts_;
   std::vector<std::pair<std::string, std::string>> crashFields_;
   std::vector<std::string> notBuilt_;
+  // One picture hint per process, as the form keeps it.
+  std::unique_ptr<TfrmPicture> frmPicture_;
 };
 
 }  // namespace quillorn::addin

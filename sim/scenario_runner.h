@@ -72,6 +72,11 @@ class ScenarioRunner {
   // What was printed, whether a document is still open, the host's window and
   // print page; false when the step is none of them.
   bool ExpectPrinting(const ScenarioStep& step);
+  // The Insert tab (insert_steps.cpp): where Word's insertion point stands, and
+  // the fields, logos and pictures a document holds; false when the step is
+  // none of them.
+  bool InsertStep(const ScenarioStep& step);
+  bool ExpectInserted(const ScenarioStep& step);
   // Prints what the server holds of a document: its record and its file.
   void ShowServerDocument(const std::string& docId);
 
