@@ -1,10 +1,14 @@
 // Scenario steps around the Insert tab: the user puts Word's insertion point
 // into a story, and what a document holds of what was inserted (a field's
 // value as it shows, a logo shape, a picture).
+#include <filesystem>
+#include <fstream>
 #include <optional>
 #include <string>
 #include <vector>
 
+#include "data/settings.h"
+#include "foundation/ini_file.h"
 #include "hostsim/model.h"
 #include "sim/runner_support.h"
 #include "sim/scenario_runner.h"
@@ -82,6 +86,33 @@ std::optional<std::string> FieldShown(const hostsim::DocumentModel& doc, const s
 }  // namespace
 
 bool ScenarioRunner::InsertStep(const ScenarioStep& step) {
+  if (Is(step, 0, "import-folder")) {
+    ExpectCount(step, 2, "import-folder \"FOLDER\"");
+    const std::string folder = sim_.AppDataDir() + step.words[1].text + "/";
+    std::error_code ec;
+    std::filesystem::create_directories(foundation::PathFromUtf8(folder), ec);
+    foundation::TIniFile(sim_.AppDataDir() + data::kUserIniName).WriteString("Cloud", "ImportFolder", folder);
+    Say("user.ini: [Cloud] ImportFolder=" + folder + " (for add-ins of the cloud edition that start from now on).");
+    return true;
+  }
+  if (Is(step, 0, "upload")) {
+    const char* usage = "upload \"NAME\" picture|file";
+    ExpectCount(step, 3, usage);
+    if (!Is(step, 2, "picture") && !Is(step, 2, "file")) BadScript(std::string("usage: ") + usage);
+    const std::string& name = step.words[1].text;
+    foundation::TIniFile ini(sim_.AppDataDir() + data::kUserIniName);
+    const std::string folder = ini.ReadString("Cloud", "ImportFolder", "");
+    if (folder.empty()) BadScript("upload needs an import-folder step first");
+    std::ofstream(foundation::PathFromUtf8(folder + name), std::ios::binary) << "uploaded " << name << "\n";
+    // Written ten seconds ago, so the upload has settled; each later upload a
+    // millisecond newer than the one before, whatever the clock's resolution.
+    sim_.CacheExec("insert into UPLOADS (FILENAME, ISIMAGE, TSTAMP, LASTCHANGE, DONE) values ('" + name + "', " +
+                   (Is(step, 2, "picture") ? "true" : "false") +
+                   ", now-0.0001157+(select count(*) from UPLOADS)*0.0000000116, now-0.0001157, false)");
+    Say("The user uploads " + Quote(name) + " from another device: the file lies in the import folder and the "
+        "uploads table holds it.");
+    return true;
+  }
   if (!Is(step, 0, "cursor")) return false;
   std::string places;
   for (const StoryPlace& p : kPlaces) places += std::string(places.empty() ? "" : "|") + p.word;
