@@ -31,7 +31,9 @@ constexpr std::array<std::string_view, automation::kControlFieldCount> kControlF
     "Document Number", "Next Review Date", "Revision",   "Revision Date"};
 
 // Approved date, next review date, revision date.
-bool IsDateTag(int tag) { return tag == 2 || tag == 7 || tag == 9; }
+bool IsDateTag(int tag) {
+  return tag == 2 || tag == 7 || tag == 9;
+}
 
 std::string WithoutBlanks(std::string_view text) {
   std::string out;
@@ -101,7 +103,8 @@ void TAddInModule::InsertLogoClick() {
   RunEvent([this] {
     if (host_.Type != HostType::ohaWord) return;
     const std::string logo = data::GetLogoFile(Require(dm_.get()), *host_.System);
-    if (logo.empty()) site_->Prompts().MessageDlg(kNoLogo, platform::MessageKind::Information, platform::Buttons::OK);
+    if (logo.empty())
+      site_->Prompts().MessageDlg(kNoLogo, platform::MessageKind::Information, platform::Buttons::OK);
     int hour = 0, minute = 0, second = 0, msec = 0;
     foundation::DecodeTime(foundation::Now(), hour, minute, second, msec);
     if (!automation::InsertLogoShape(platform::Variant(host_.Application), logo,
@@ -113,10 +116,11 @@ void TAddInModule::InsertLogoClick() {
 
 void TAddInModule::InsertDialogLauncherClick() {
   RunEvent([this] {
-    TfrmAddCustomField dialog(Require(dm_.get()).tblDocFields, [this](const std::string& name, const std::string& value) {
-      automation::FieldToInsert field{.name = WithoutBlanks(name), .value = value};
-      automation::InsertField(host_.Type, platform::Variant(host_.Application), field);
-    });
+    TfrmAddCustomField dialog(
+        Require(dm_.get()).tblDocFields, [this](const std::string& name, const std::string& value) {
+          automation::FieldToInsert field{.name = WithoutBlanks(name), .value = value};
+          automation::InsertField(host_.Type, platform::Variant(host_.Application), field);
+        });
     site_->Prompts().ShowDialog(dialog);
   });
 }

@@ -59,9 +59,13 @@ TfrmPicture::TfrmPicture(platform::MainLoop& loop) : Timer1(loop, 5000, {}) {
   Timer1.SetOnTimer([this] { Timer1Timer(); });
 }
 
-std::string TfrmPicture::GetField(std::string_view field) const { NoSuchField(Name(), field); }
+std::string TfrmPicture::GetField(std::string_view field) const {
+  NoSuchField(Name(), field);
+}
 
-void TfrmPicture::SetField(std::string_view field, std::string_view) { NoSuchField(Name(), field); }
+void TfrmPicture::SetField(std::string_view field, std::string_view) {
+  NoSuchField(Name(), field);
+}
 
 std::optional<ModalResult> TfrmPicture::Press(std::string_view button) {
   if (!foundation::SameText(button, bTemplateApplyCaption)) NoSuchField(Name(), button);
@@ -79,7 +83,9 @@ void TfrmPicture::Timer1Timer() {
   Close();
 }
 
-void TfrmPicture::bTemplateApplyClick() { Close(); }
+void TfrmPicture::bTemplateApplyClick() {
+  Close();
+}
 
 void TfrmPicture::Close() {
   Visible = false;

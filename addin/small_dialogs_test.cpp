@@ -33,8 +33,9 @@ class AddCustomField : public ::testing::Test {
   data::Database db_{"CacheDB"};
   data::Table tblDocFields_{db_, "DOCFIELDS", "", "tblDocFields"};
   std::vector<std::string> inserted_;
-  TfrmAddCustomField dialog_{tblDocFields_,
-                             [this](const std::string& name, const std::string& value) { inserted_.push_back(name + "=" + value); }};
+  TfrmAddCustomField dialog_{tblDocFields_, [this](const std::string& name, const std::string& value) {
+                               inserted_.push_back(name + "=" + value);
+                             }};
 };
 
 // DOCFIELDS has no D_TYPE: "Add" fails on the first field with the row begun,

@@ -26,8 +26,12 @@ constexpr std::int32_t kMsoThemeColorBackground2 = 15;  // the placeholder's lig
 constexpr std::int32_t kMsoLineDash = 4;
 constexpr double kLogoHeight = 50;
 
-Variant I(std::int32_t v) { return Variant(v); }
-Variant D(double v) { return Variant(v); }
+Variant I(std::int32_t v) {
+  return Variant(v);
+}
+Variant D(double v) {
+  return Variant(v);
+}
 
 // The three readers in turn; the first that knows the file counts, and a file
 // one of them cannot open is only that reader's failure.
@@ -62,20 +66,24 @@ void InsertField(HostType host, const Variant& Application, const FieldToInsert&
       Variant selection = Application.Get("Selection");
       // TypeText leaves the insertion point after what it typed.
       if (!field.label.empty()) selection.Call("TypeText", {Variant(field.label + " ")});
-      selection.Get("Fields").Call("Add", {selection.Get("Range"), I(kWdFieldEmpty), Variant("DOCPROPERTY " + field.name),
-                                           Variant(false)});
+      selection.Get("Fields").Call("Add", {selection.Get("Range"), I(kWdFieldEmpty),
+                                           Variant("DOCPROPERTY " + field.name), Variant(false)});
       break;
     }
     case HostType::ohaPowerPoint: {
       // No fields here: the value is written once, and the box's name is how the
       // field routines find it again.
-      Variant box = Application.Get("ActivePresentation").Get("Slides").Call("Item", {I(1)}).Get("Shapes").Call(
-          "AddTextbox", {I(kMsoTextOrientationHorizontal), D(50), D(50), D(500), D(10)});
+      Variant box = Application.Get("ActivePresentation")
+                        .Get("Slides")
+                        .Call("Item", {I(1)})
+                        .Get("Shapes")
+                        .Call("AddTextbox", {I(kMsoTextOrientationHorizontal), D(50), D(50), D(500), D(10)});
       box.Get("TextFrame").Get("TextRange").Put("Text", Variant(field.value));
       box.Put("Name", Variant(field.name));
       break;
     }
-    case HostType::ohaPublisher: break;
+    case HostType::ohaPublisher:
+      break;
   }
 }
 
@@ -96,7 +104,7 @@ bool InsertLogoShape(const Variant& Application, const std::string& LogoFile, co
     bool header;
     int index;
   };
-  static constexpr Place kPlaces[] = {{7, true, 1}, {10, true, 2}, {6, true, 3},
+  static constexpr Place kPlaces[] = {{7, true, 1},  {10, true, 2},  {6, true, 3},
                                       {9, false, 1}, {11, false, 2}, {8, false, 3}};
   Variant shapes;
   double left = 20, top = 20;
@@ -112,7 +120,8 @@ bool InsertLogoShape(const Variant& Application, const std::string& LogoFile, co
     }
     if (place == nullptr) return false;
     const Variant section =
-        doc.Get("Sections").Call("Item", {I(selection.Call("Information", {I(kWdActiveEndSectionNumber)}).AsInt())});
+        doc.Get("Sections")
+            .Call("Item", {I(selection.Call("Information", {I(kWdActiveEndSectionNumber)}).AsInt())});
     shapes = section.Get(place->header ? "Headers" : "Footers").Call("Item", {I(place->index)}).Get("Shapes");
     // A footer's logo sits 70 points above the bottom of the page.
     if (!place->header) top = doc.Get("PageSetup").Get("PageHeight").AsDouble() - 70;
@@ -150,18 +159,24 @@ void InsertUploadedPicture(HostType host, const Variant& Application, const std:
   switch (host) {
     case HostType::ohaExcel: {
       const Variant cell = Application.Get("ActiveCell");
-      Application.Get("ActiveSheet").Get("Shapes").Call(
-          "AddPicture", {Variant(path), Variant(false), Variant(true), cell.Get("Left"), cell.Get("Top"), D(-1), D(-1)});
+      Application.Get("ActiveSheet")
+          .Get("Shapes")
+          .Call("AddPicture", {Variant(path), Variant(false), Variant(true), cell.Get("Left"),
+                               cell.Get("Top"), D(-1), D(-1)});
       break;
     }
     case HostType::ohaWord:
       Application.Get("Selection").Get("InlineShapes").Call("AddPicture", {Variant(path)});
       break;
     case HostType::ohaPowerPoint:
-      Application.Get("ActivePresentation").Get("Slides").Call("Item", {I(1)}).Get("Shapes").Call(
-          "AddPicture", {Variant(path), Variant(false), Variant(true), D(100), D(100), D(-1), D(-1)});
+      Application.Get("ActivePresentation")
+          .Get("Slides")
+          .Call("Item", {I(1)})
+          .Get("Shapes")
+          .Call("AddPicture", {Variant(path), Variant(false), Variant(true), D(100), D(100), D(-1), D(-1)});
       break;
-    case HostType::ohaPublisher: break;
+    case HostType::ohaPublisher:
+      break;
   }
 }
 

@@ -14,8 +14,8 @@
 namespace quillorn::automation {
 
 struct FieldToInsert {
-  std::string name;        // the document property, e.g. "cmsDocNumber" or "Department"
-  std::string label;       // put before the field; empty for none
+  std::string name;   // the document property, e.g. "cmsDocNumber" or "Department"
+  std::string label;  // put before the field; empty for none
   bool isDate = false;
   std::string dateFormat;  // Excel only
   std::string value;       // PowerPoint only: the text written now
@@ -36,10 +36,12 @@ std::string LogoShapeName(int minutes, int seconds);
 // Word only: a 100 by 50 rectangle where the selection is (a header, a footer
 // or the main text), named `shapeName`, filled with the logo file or made the
 // placeholder without one. False, and nothing added, where no logo may go.
-bool InsertLogoShape(const platform::Variant& Application, const std::string& LogoFile, const std::string& shapeName);
+bool InsertLogoShape(const platform::Variant& Application, const std::string& LogoFile,
+                     const std::string& shapeName);
 
 // The uploaded picture at the active cell, the selection, or on the first
 // slide at 100, 100.
-void InsertUploadedPicture(platform::HostType host, const platform::Variant& Application, const std::string& path);
+void InsertUploadedPicture(platform::HostType host, const platform::Variant& Application,
+                           const std::string& path);
 
 }  // namespace quillorn::automation

@@ -6,7 +6,9 @@
 namespace quillorn::server {
 namespace {
 
-bool IsNameChar(char c) { return std::isalnum(static_cast<unsigned char>(c)) != 0 || c == '_' || c == '$'; }
+bool IsNameChar(char c) {
+  return std::isalnum(static_cast<unsigned char>(c)) != 0 || c == '_' || c == '$';
+}
 
 class Reader {
  public:
@@ -92,7 +94,8 @@ class Reader {
   }
   bool Push(std::vector<std::string>& items, std::size_t start) {
     std::string_view item = text_.substr(start, at_ - start);
-    while (!item.empty() && std::isspace(static_cast<unsigned char>(item.front())) != 0) item.remove_prefix(1);
+    while (!item.empty() && std::isspace(static_cast<unsigned char>(item.front())) != 0)
+      item.remove_prefix(1);
     while (!item.empty() && std::isspace(static_cast<unsigned char>(item.back())) != 0) item.remove_suffix(1);
     if (item.empty()) return false;
     items.emplace_back(item);
@@ -112,7 +115,8 @@ std::string Upper(std::string name) {
 
 std::optional<std::vector<std::string>> RewriteUpsert(std::string_view sql) {
   Reader r(sql);
-  if (!r.Keyword("update") || !r.Keyword("or") || !r.Keyword("insert") || !r.Keyword("into")) return std::nullopt;
+  if (!r.Keyword("update") || !r.Keyword("or") || !r.Keyword("insert") || !r.Keyword("into"))
+    return std::nullopt;
   const auto table = r.Name();
   if (!table) return std::nullopt;
   const auto columns = r.List();
@@ -146,8 +150,8 @@ std::optional<std::vector<std::string>> RewriteUpsert(std::string_view sql) {
   }
   return std::vector<std::string>{
       "UPDATE " + *table + " SET " + set + where,
-      "INSERT INTO " + *table + " (" + names + ") SELECT " + selected + " WHERE NOT EXISTS (SELECT 1 FROM " + *table +
-          where + ")",
+      "INSERT INTO " + *table + " (" + names + ") SELECT " + selected + " WHERE NOT EXISTS (SELECT 1 FROM " +
+          *table + where + ")",
   };
 }
 

@@ -19,8 +19,9 @@ using foundation::testing::TempFolder;
 // The page-format statement as the client sends it through execsql.
 std::string PageFormatCall(const std::string& docNo, const std::string& flag) {
   auto call = std::make_unique<transport::TRpcFunctionInfo>("execsql");
-  call->SetString("sql", "update or insert into codes (D_TYPE,CODE,VAL) values ('TEMPLATE_SETTNG', 'KEEP_PG_FORMAT:" +
-                             docNo + "', '" + flag + "') matching (D_TYPE,CODE)");
+  call->SetString(
+      "sql", "update or insert into codes (D_TYPE,CODE,VAL) values ('TEMPLATE_SETTNG', 'KEEP_PG_FORMAT:" +
+                 docNo + "', '" + flag + "') matching (D_TYPE,CODE)");
   return transport::TRpcValue(std::move(call)).toCode();
 }
 
@@ -32,7 +33,8 @@ TEST(Upsert, ThePageFormatSettingIsInsertedOnceAndThenUpdatedOnTheClientPolicy) 
   FunctionTable table;
   RegisterCatalogue(table, store, SqlPolicy::ClientStatements);
   const std::vector<std::pair<std::string, std::string>> calls = {{"7", "Y"}, {"12", "Y"}, {"12", "N"}};
-  for (const auto& [docNo, flag] : calls) EXPECT_EQ(table.Process(PageFormatCall(docNo, flag)), "B=T;") << docNo;
+  for (const auto& [docNo, flag] : calls)
+    EXPECT_EQ(table.Process(PageFormatCall(docNo, flag)), "B=T;") << docNo;
   const StoreRows rows = store.Select("SELECT CODE || '=' || VAL FROM CODES ORDER BY CODE");
   std::vector<std::string> got;
   for (const auto& row : rows.Rows) got.push_back(row.at(0).bytes);
@@ -47,16 +49,18 @@ TEST(Upsert, RewritesOnlyTheUpsertAndLeavesQuotedTextAsItStands) {
   const std::vector<Case> cases = {
       {.sql = "UPDATE OR INSERT INTO codes (D_TYPE, CODE, VAL) VALUES ('T', 'it''s, matching (x)', 'a,b') "
               "MATCHING (d_type, code);",
-       .want = {"UPDATE codes SET D_TYPE = 'T', CODE = 'it''s, matching (x)', VAL = 'a,b' WHERE d_type = 'T' AND "
-                "code = 'it''s, matching (x)'",
-                "INSERT INTO codes (D_TYPE, CODE, VAL) SELECT 'T', 'it''s, matching (x)', 'a,b' WHERE NOT EXISTS "
-                "(SELECT 1 FROM codes WHERE d_type = 'T' AND code = 'it''s, matching (x)')"}},
+       .want =
+           {"UPDATE codes SET D_TYPE = 'T', CODE = 'it''s, matching (x)', VAL = 'a,b' WHERE d_type = 'T' AND "
+            "code = 'it''s, matching (x)'",
+            "INSERT INTO codes (D_TYPE, CODE, VAL) SELECT 'T', 'it''s, matching (x)', 'a,b' WHERE NOT EXISTS "
+            "(SELECT 1 FROM codes WHERE d_type = 'T' AND code = 'it''s, matching (x)')"}},
       {.sql = "update or insert into \"My T\" (A,B) values (1, lower('X)')) matching (A)",
        .want = {"UPDATE \"My T\" SET A = 1, B = lower('X)') WHERE A = 1",
-                "INSERT INTO \"My T\" (A, B) SELECT 1, lower('X)') WHERE NOT EXISTS (SELECT 1 FROM \"My T\" WHERE A = 1)"}},
+                "INSERT INTO \"My T\" (A, B) SELECT 1, lower('X)') WHERE NOT EXISTS (SELECT 1 FROM \"My T\" "
+                "WHERE A = 1)"}},
       {.sql = "insert into codes values ('update or insert into', 'x', 'y')"},
-      {.sql = "update or insert into codes (A,B) values (1) matching (A)"},     // a value short
-      {.sql = "update or insert into codes (A,B) values (1,2) matching (C)"},   // key not among the columns
+      {.sql = "update or insert into codes (A,B) values (1) matching (A)"},      // a value short
+      {.sql = "update or insert into codes (A,B) values (1,2) matching (C)"},    // key not among the columns
       {.sql = "update or insert into codes (A,B) values (1,2) matching (A) x"},  // text behind it
       {.sql = "update or insert into codes (A,B) values (1,'2) matching (A)"},   // a quote left open
       {.sql = "update or insertinto codes (A) values (1) matching (A)"},

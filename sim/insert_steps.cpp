@@ -25,14 +25,14 @@ struct StoryPlace {
 };
 
 constexpr StoryPlace kPlaces[] = {
-    {"body", 1},           {"footnote", 2},           {"even-header", 6},        {"header", 7},
-    {"even-footer", 8},    {"footer", 9},             {"first-page-header", 10}, {"first-page-footer", 11},
+    {"body", 1},        {"footnote", 2}, {"even-header", 6},        {"header", 7},
+    {"even-footer", 8}, {"footer", 9},   {"first-page-header", 10}, {"first-page-footer", 11},
 };
 
 // Every story of a Word document with its place's word.
 std::vector<std::pair<std::string, const hostsim::StoryModel*>> Stories(const hostsim::DocumentModel& doc) {
   std::vector<std::pair<std::string, const hostsim::StoryModel*>> out{{"body", &doc.main_story},
-                                                                     {"footnote", &doc.footnotes}};
+                                                                      {"footnote", &doc.footnotes}};
   static const char* kHeaders[] = {"header", "first-page-header", "even-header"};
   static const char* kFooters[] = {"footer", "first-page-footer", "even-footer"};
   for (const auto& section : doc.sections) {
@@ -61,7 +61,8 @@ std::optional<std::string> FieldShown(const hostsim::DocumentModel& doc, const s
     case platform::HostType::ohaWord:
       for (const auto& [place, story] : Stories(doc)) {
         for (const auto& field : story->fields) {
-          if (field.type == 85 && foundation::SameText(PropertyOfField(field.code), name)) return field.result;
+          if (field.type == 85 && foundation::SameText(PropertyOfField(field.code), name))
+            return field.result;
         }
       }
       return std::nullopt;
@@ -79,7 +80,8 @@ std::optional<std::string> FieldShown(const hostsim::DocumentModel& doc, const s
         }
       }
       return std::nullopt;
-    default: return std::nullopt;
+    default:
+      return std::nullopt;
   }
 }
 
@@ -92,7 +94,8 @@ bool ScenarioRunner::InsertStep(const ScenarioStep& step) {
     std::error_code ec;
     std::filesystem::create_directories(foundation::PathFromUtf8(folder), ec);
     foundation::TIniFile(sim_.AppDataDir() + data::kUserIniName).WriteString("Cloud", "ImportFolder", folder);
-    Say("user.ini: [Cloud] ImportFolder=" + folder + " (for add-ins of the cloud edition that start from now on).");
+    Say("user.ini: [Cloud] ImportFolder=" + folder +
+        " (for add-ins of the cloud edition that start from now on).");
     return true;
   }
   if (Is(step, 0, "upload")) {
@@ -106,10 +109,11 @@ bool ScenarioRunner::InsertStep(const ScenarioStep& step) {
     std::ofstream(foundation::PathFromUtf8(folder + name), std::ios::binary) << "uploaded " << name << "\n";
     // Written ten seconds ago, so the upload has settled; each later upload a
     // millisecond newer than the one before, whatever the clock's resolution.
-    sim_.CacheExec("insert into UPLOADS (FILENAME, ISIMAGE, TSTAMP, LASTCHANGE, DONE) values ('" + name + "', " +
-                   (Is(step, 2, "picture") ? "true" : "false") +
+    sim_.CacheExec("insert into UPLOADS (FILENAME, ISIMAGE, TSTAMP, LASTCHANGE, DONE) values ('" + name +
+                   "', " + (Is(step, 2, "picture") ? "true" : "false") +
                    ", now-0.0001157+(select count(*) from UPLOADS)*0.0000000116, now-0.0001157, false)");
-    Say("The user uploads " + Quote(name) + " from another device: the file lies in the import folder and the "
+    Say("The user uploads " + Quote(name) +
+        " from another device: the file lies in the import folder and the "
         "uploads table holds it.");
     return true;
   }
@@ -119,7 +123,8 @@ bool ScenarioRunner::InsertStep(const ScenarioStep& step) {
   const std::string usage = "cursor FILE " + places;
   ExpectCount(step, 3, usage.c_str());
   const OpenDocument open = FindOpen(step.words[1].text);
-  if (open.doc->host != platform::HostType::ohaWord) Failed("only Word documents have stories to move between");
+  if (open.doc->host != platform::HostType::ohaWord)
+    Failed("only Word documents have stories to move between");
   for (const StoryPlace& p : kPlaces) {
     if (!Is(step, 2, p.word)) continue;
     open.doc->selection.story_type = p.story_type;
@@ -158,12 +163,15 @@ bool ScenarioRunner::ExpectInserted(const ScenarioStep& step) {
       if (where == "body") shapes = &open.doc->sections.front()->body_shapes;
       for (const auto& shape : *shapes) {
         if (shape->name.rfind("qllogo", 0) != 0) continue;
-        got = !shape->fill.picture.empty() ? "picture" : shape->text == "Your Logo goes here" ? "placeholder" : "empty";
+        got = !shape->fill.picture.empty()           ? "picture"
+              : shape->text == "Your Logo goes here" ? "placeholder"
+                                                     : "empty";
       }
     }
     if (!Is(step, 4, got.c_str())) {
-      Failed("expected a logo shape in " + step.words[2].text + "'s " + place + " showing " + step.words[4].text +
-             ", but there is " + (got == "none" ? std::string("none") : "one showing " + got));
+      Failed("expected a logo shape in " + step.words[2].text + "'s " + place + " showing " +
+             step.words[4].text + ", but there is " +
+             (got == "none" ? std::string("none") : "one showing " + got));
     }
     Say("As expected, " + step.words[2].text + "'s " + place + " has " +
         (got == "none" ? std::string("no logo shape.") : "a logo shape showing the " + got + "."));
@@ -186,7 +194,8 @@ bool ScenarioRunner::ExpectInserted(const ScenarioStep& step) {
     for (const auto& slide : open.doc->slides) {
       for (const auto& shape : slide->shapes) found = found || (shape->type == 13 && ends(shape->picture));
     }
-    if (!found) Failed("expected the picture " + Quote(name) + " in " + step.words[2].text + ", but it is not there");
+    if (!found)
+      Failed("expected the picture " + Quote(name) + " in " + step.words[2].text + ", but it is not there");
     Say("As expected, " + step.words[2].text + " holds the picture " + Quote(name) + ".");
     return true;
   }
