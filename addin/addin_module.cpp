@@ -7,6 +7,7 @@
 #include "addin/backstage_adaptation.h"
 #include "addin/module_site.h"
 #include "addin/office_version.h"
+#include "addin/small_dialogs.h"
 #include "addin/toolbox_pane.h"
 #include "data/settings.h"
 #include "data/tdm.h"
@@ -60,6 +61,7 @@ TAddInModule::TAddInModule(AddInHost host)
   BindPrinting();
   BindCommands();
   surface_.SetUnboundClick([this](std::string_view handler) { RecordNotBuilt(handler); });
+  BindInserting();
 }
 
 TAddInModule::~TAddInModule() {
@@ -67,6 +69,7 @@ TAddInModule::~TAddInModule() {
   foundation::ContextScope scope(*context_);
   toolbox_.reset();
   toolboxSite_.reset();
+  frmPicture_.reset();
   workflow_.reset();
   site_.reset();
   dm_.reset();

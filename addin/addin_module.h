@@ -43,6 +43,7 @@ inline constexpr std::uint16_t kVkSpace = 0x20;
 
 class ModuleWorkflowSite;
 class ModuleToolBoxSite;
+class TfrmPicture;
 
 class TAddInModule {
  public:
@@ -114,6 +115,16 @@ class TAddInModule {
   void BackstageViewHide();
   void PrintJobPollTimer();
   void PrintDelayTimer();
+
+  // ---- The Insert tab (insert_commands.cpp): revision and custom fields, the
+  // logo, the custom field dialog, the cloud edition's picture route.
+  void InsertCustomFieldClick(Control& sender);
+  void InsertLogoClick();
+  void InsertDialogLauncherClick();
+  void InsertCommandAction(bool& Cancel);  // "PictureInsertFromFile", "PictureInsertFromFilePowerPoint"
+  void UploadCheckTimerTimer();
+  // The picture hint while it is up; null otherwise.
+  TfrmPicture* frmPicture() noexcept { return frmPicture_.get(); }
 
   // ---- Pane shells and window focus (panes.cpp).
   void ShowQuillornPane(std::int64_t docId);
@@ -212,6 +223,8 @@ class TAddInModule {
   void ExecuteBuiltIn(const char* idMso);
   // Makes the pane's form on first need and has it show the document.
   void TellToolBoxForm(std::int64_t docId);
+  // The Insert tab's commands and the upload timer (insert_commands.cpp).
+  void BindInserting();
 
   AddInHost host_;
   std::unique_ptr<foundation::LogContext> ownContext_;
@@ -238,6 +251,8 @@ class TAddInModule {
   std::vector<HostType> supportedHosts_;
   std::vector<std::pair<std::string, std::string>> crashFields_;
   std::vector<std::string> notBuilt_;
+  // One picture hint per process, as the form keeps it.
+  std::unique_ptr<TfrmPicture> frmPicture_;
 };
 
 }  // namespace quillorn::addin

@@ -335,8 +335,6 @@ void TAddInModule::BindIntercepts() {
   surface_.Bind("SendEmailAction", [](Control&, bool&) {});
   // The print command is only watched: the host goes on to its print event.
   surface_.Bind("PrintCommandAction", [this](Control&, bool&) { RunEvent([] { LogTrace("PrintCommandAction", ""); }); });
-  surface_.Bind("InsertCommandAction",
-                [this](Control&, bool&) { RunEvent([this] { RecordNotBuilt("InsertCommandAction"); }); });
 }
 
 }  // namespace quillorn::addin

@@ -35,6 +35,30 @@ class SheetPageSetupObject : public SimObject {
   }
 };
 
+// The active cell of a sheet; the simulated sheet keeps only the cells written.
+class CellObject : public SimObject {
+ public:
+  CellObject(std::shared_ptr<DocumentModel> doc, std::shared_ptr<SheetModel> sheet) : SimObject("Range") {
+    auto cell = [sheet]() -> CellModel& {
+      for (auto& [address, c] : sheet->cells) {
+        if (address == sheet->active_cell) return c;
+      }
+      return sheet->cells.emplace_back(sheet->active_cell, CellModel{}).second;
+    };
+    Prop("Address", [sheet](Args) { return Variant("$" + sheet->active_cell.substr(0, 1) + "$" + sheet->active_cell.substr(1)); });
+    Prop("Formula", [cell](Args) { return Variant(cell().formula); },
+         [cell, doc, sheet](Args, const Variant& v) {
+           if (sheet->protected_) RaiseHost("The cell or chart you're trying to change is on a protected sheet.");
+           cell().formula = v.AsString();
+           doc->MarkChanged();
+         });
+    Prop("NumberFormat", [cell](Args) { return Variant(cell().number_format); },
+         [cell](Args, const Variant& v) { cell().number_format = v.AsString(); });
+    Prop("Left", [](Args) { return Variant(0.0); });
+    Prop("Top", [](Args) { return Variant(0.0); });
+  }
+};
+
 class SheetObject : public SimObject {
  public:
   SheetObject(SimHost& host, std::shared_ptr<DocumentModel> doc, std::shared_ptr<SheetModel> sheet)
@@ -191,8 +215,33 @@ class WorkbookObject : public DocumentBase {
 
 }  // namespace
 
+namespace {
+
+// Excel's application with the active sheet and cell of the workbook in front
+// (its first sheet: the simulated window shows no other).
+class ExcelApplicationObject : public ApplicationBase {
+ public:
+  explicit ExcelApplicationObject(SimHost& host) : ApplicationBase(host, "Microsoft Excel", "Workbooks", "ActiveWorkbook") {
+    auto sheet = [&host]() {
+      auto doc = host.Active();
+      if (!doc || doc->sheets.empty()) RaiseHost("This command is not available because no workbook is open.");
+      return std::make_pair(doc, doc->sheets.front());
+    };
+    Prop("ActiveSheet", [&host, sheet](Args) {
+      auto [doc, s] = sheet();
+      return Variant(host.Cached<SheetObject>(s.get(), "sheet", doc, host, doc, s));
+    });
+    Prop("ActiveCell", [&host, sheet](Args) {
+      auto [doc, s] = sheet();
+      return Variant(host.Cached<CellObject>(s.get(), "activecell", doc, doc, s));
+    });
+  }
+};
+
+}  // namespace
+
 ObjectRef ExcelHost::MakeApplication() {
-  return Cached<ApplicationBase>(this, "Application", nullptr, *this, "Microsoft Excel", "Workbooks", "ActiveWorkbook");
+  return Cached<ExcelApplicationObject>(this, "Application", nullptr, *this);
 }
 
 ObjectRef ExcelHost::MakeDocument(const std::shared_ptr<DocumentModel>& doc) {

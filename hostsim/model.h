@@ -7,6 +7,7 @@
 #include <memory>
 #include <optional>
 #include <string>
+#include <utility>
 #include <vector>
 
 #include "platform/host_type.h"
@@ -57,6 +58,8 @@ struct ShapeModel {
   LineModel line;
   FillModel fill;
   std::vector<FieldModel> fields;
+  int wrap_type = 3;  // WrapFormat.Type: 7 inline, 3 in front of the text
+  std::string picture;  // file of a picture shape (type 13)
   bool deleted = false;
 };
 using ShapeList = std::vector<std::shared_ptr<ShapeModel>>;
@@ -67,6 +70,14 @@ struct StoryModel {
   std::string text = "\r";
   std::vector<FieldModel> fields;
   ShapeList shapes;
+  std::vector<std::string> inline_pictures;  // files of InlineShapes.AddPicture
+};
+
+// Where Word's insertion point stands: a story (1 main text, 2 footnotes, 6..11
+// headers and footers) of a section, at the story's end.
+struct SelectionModel {
+  int story_type = 1;
+  int section = 0;
 };
 
 struct HeaderFooterModel {
@@ -108,8 +119,15 @@ struct NameModel {
   std::string value;
 };
 
+struct CellModel {
+  std::string formula;
+  std::string number_format = "General";
+};
+
 struct SheetModel {
   std::string name;
+  std::vector<std::pair<std::string, CellModel>> cells;  // by address, e.g. "A1"
+  std::string active_cell = "A1";
   std::string center_header;
   std::string center_header_picture;
   std::string center_header_picture_word;  // the word drawn in the picture, as Excel took it in
@@ -153,6 +171,8 @@ struct DocumentModel {
   bool show_revisions_and_comments = true;
   std::vector<TocModel> tables_of_contents;
   std::vector<std::string> style_templates;  // files whose styles were copied in
+  SelectionModel selection;
+  StoryModel footnotes;
 
   // Excel
   std::vector<std::shared_ptr<SheetModel>> sheets;

@@ -185,6 +185,17 @@ class FillObject : public SimObject {
   std::shared_ptr<ShapeModel> s_;
 };
 
+class WrapFormatObject : public SimObject {
+ public:
+  explicit WrapFormatObject(std::shared_ptr<ShapeModel> s) : SimObject("WrapFormat"), s_(std::move(s)) {
+    Prop("Type", [this](Args) { return Variant(std::int32_t{s_->wrap_type}); },
+         [this](Args, const Variant& v) { s_->wrap_type = v.AsInt(); });
+  }
+
+ private:
+  std::shared_ptr<ShapeModel> s_;
+};
+
 class ShapeObject : public SimObject {
  public:
   ShapeObject(SimHost& host, std::shared_ptr<DocumentModel> doc, std::shared_ptr<ShapeModel> s, ShapeList* list)
@@ -205,6 +216,9 @@ class ShapeObject : public SimObject {
     });
     Prop("Line", [this, &host, doc](Args) { return Variant(host.Cached<LineObject>(s_.get(), "line", doc, host, doc, s_)); });
     Prop("Fill", [this, &host, doc](Args) { return Variant(host.Cached<FillObject>(s_.get(), "fill", doc, host, doc, s_)); });
+    Prop("WrapFormat", [this, &host, doc](Args) {
+      return Variant(host.Cached<WrapFormatObject>(s_.get(), "wrap", doc, s_));
+    });
     Method("Delete", [this, list](Args) {
       s_->deleted = true;
       list->erase(std::remove(list->begin(), list->end(), s_), list->end());
@@ -250,6 +264,30 @@ class ShapesObject : public SimObject {
         l->erase(std::remove(l->begin(), l->end(), s), l->end());
       }
       return Variant();
+    });
+    auto add = [add_to, &host, doc](int type, std::string name, Args a, std::size_t at) {
+      auto s = std::make_shared<ShapeModel>();
+      s->type = type;
+      s->left = Arg(a, at).AsDouble();
+      s->top = Arg(a, at + 1).AsDouble();
+      s->width = Arg(a, at + 2).AsDouble();
+      s->height = Arg(a, at + 3).AsDouble();
+      s->name = name + " " + std::to_string(add_to->size() + 1);
+      add_to->push_back(s);
+      return s;
+    };
+    Method("AddShape", [add, add_to, &host, doc](Args a) {
+      auto s = add(1, "Rectangle", a, 1);
+      return Variant(ShapeRef(host, doc, s, add_to));
+    });
+    Method("AddPicture", [add, add_to, &host, doc](Args a) {
+      auto s = add(13, "Picture", a, 3);
+      s->picture = Arg(a, 0).AsString();
+      s->has_text_frame = false;
+      // -1 keeps the picture's own size; a simulated picture has none, so the default stays.
+      if (s->width < 0) s->width = 100;
+      if (s->height < 0) s->height = 50;
+      return Variant(ShapeRef(host, doc, s, add_to));
     });
     Method("AddTextBox", [add_to, &host, doc](Args a) {
       auto s = std::make_shared<ShapeModel>();
@@ -302,6 +340,8 @@ class FieldsObject : public SimObject {
       FieldModel f;
       f.type = HasArg(a, 1) ? Arg(a, 1).AsInt() : 85;
       f.code = Arg(a, 2).AsString();
+      // An empty field's text is its whole code, and Word takes its kind from it.
+      if (f.type == -1 && Lower(f.code).rfind("docproperty", 0) == 0) f.type = 85;
       list->push_back(f);
       UpdateField(list->back(), *doc);
       std::size_t i = list->size() - 1;

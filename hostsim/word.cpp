@@ -448,10 +448,85 @@ class WordDocumentObject : public DocumentBase {
   }
 };
 
+class InlineShapesObject : public SimObject {
+ public:
+  explicit InlineShapesObject(StoryModel* story) : SimObject("InlineShapes") {
+    Prop("Count", [story](Args) { return Variant(static_cast<std::int32_t>(story->inline_pictures.size())); });
+    Method("AddPicture", [story](Args a) {
+      story->inline_pictures.push_back(Arg(a, 0).AsString());
+      return Variant();
+    });
+  }
+};
+
+// The insertion point of the document in front, at the end of the story it
+// stands in (the user's place; scenarios move it between stories).
+class SelectionObject : public SimObject {
+ public:
+  SelectionObject(SimHost& host, std::shared_ptr<DocumentModel> doc) : SimObject("Selection") {
+    auto where = [doc]() {
+      SelectionModel& sel = doc->selection;
+      sel.section = std::clamp(sel.section, 0, static_cast<int>(doc->sections.size()) - 1);
+      RangeBounds b{&doc->main_story, nullptr, sel.story_type, sel.section, 0, -1};
+      StorySlot slot{};
+      if (sel.story_type == 2) {
+        b.story = &doc->footnotes;
+      } else if (SlotOf(sel.story_type, slot)) {
+        b.hf = &SlotIn(*doc->sections[static_cast<std::size_t>(sel.section)], slot);
+        b.story = &b.hf->story;
+      }
+      // Before the story's final paragraph mark.
+      b.start = b.end = std::max(0L, static_cast<long>(b.story->text.size()) - 1);
+      return b;
+    };
+    Prop("StoryType", [doc](Args) { return Variant(std::int32_t{doc->selection.story_type}); });
+    Method("Information", [doc, where](Args a) {
+      const RangeBounds b = where();
+      const PageSetupModel& page = doc->sections[static_cast<std::size_t>(b.section)]->page_setup;
+      switch (Arg(a, 0).AsInt()) {
+        case 2: return Variant(std::int32_t{b.section + 1});  // wdActiveEndSectionNumber
+        case 5: return Variant(page.left_margin);             // horizontal position on the page
+        case 6: return Variant(page.top_margin);              // vertical position on the page
+        default: RaiseHost("Value out of range");
+      }
+    }, false);
+    Method("TypeText", [doc, where](Args a) {
+      if (doc->protection_type != -1) RaiseHost("This method or property is not available because the document is protected.");
+      const RangeBounds b = where();
+      b.story->text.insert(static_cast<std::size_t>(b.start), Arg(a, 0).AsString());
+      if (b.hf) b.hf->created = true;
+      return Variant();
+    });
+    Prop("Range", [&host, doc, where](Args) { return Variant(MakeRange(host, doc, where())); });
+    Prop("Fields", [&host, doc, where](Args) {
+      if (doc->protection_type != -1) RaiseHost("This method or property is not available because the document is protected.");
+      const RangeBounds b = where();
+      if (b.hf) b.hf->created = true;
+      return Variant(FieldsRef(host, doc, &b.story->fields));
+    });
+    Prop("InlineShapes", [&host, doc, where](Args) {
+      StoryModel* story = where().story;
+      return Variant(host.Cached<InlineShapesObject>(story, "inlineshapes", doc, story));
+    });
+  }
+};
+
+// Word's application with its Selection in the document in front.
+class WordApplicationObject : public ApplicationBase {
+ public:
+  explicit WordApplicationObject(SimHost& host) : ApplicationBase(host, "Microsoft Word", "Documents", "ActiveDocument") {
+    Prop("Selection", [&host](Args) {
+      auto doc = host.Active();
+      if (!doc) RaiseHost("This command is not available because no document is open.");
+      return Variant(host.Cached<SelectionObject>(doc.get(), "selection", doc, host, doc));
+    });
+  }
+};
+
 }  // namespace
 
 ObjectRef WordHost::MakeApplication() {
-  return Cached<ApplicationBase>(this, "Application", nullptr, *this, "Microsoft Word", "Documents", "ActiveDocument");
+  return Cached<WordApplicationObject>(this, "Application", nullptr, *this);
 }
 
 ObjectRef WordHost::MakeDocument(const std::shared_ptr<DocumentModel>& doc) {

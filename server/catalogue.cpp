@@ -5,6 +5,7 @@
 
 #include "server/procedure_calls.h"
 #include "server/sql_dataset.h"
+#include "server/upsert.h"
 #include "transport/rpc_value.h"
 
 namespace quillorn::server {
@@ -96,7 +97,12 @@ std::vector<std::pair<std::string, RpcFunction>> Catalogue(ServerStore& store, S
   functions.emplace_back("execsql", [&store, policy](const transport::TRpcRecord& params) {
     const std::string sql = SqlParameter(params);
     CheckExecSql(policy, sql);
-    store.Execute(sql);
+    // The page-format setting comes in the client's own server dialect.
+    if (auto statements = RewriteUpsert(sql)) {
+      store.ExecuteAll(*statements);
+    } else {
+      store.Execute(sql);
+    }
     return transport::BooleanValue(true);
   });
   return functions;

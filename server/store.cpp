@@ -270,4 +270,37 @@ int ServerStore::Execute(std::string_view sql) {
   return static_cast<int>(sqlite3_total_changes64(write_) - before);
 }
 
+int ServerStore::ExecuteAll(const std::vector<std::string>& statements) {
+  std::lock_guard lock(mutex_);
+  // Clients may not open transactions; the store opens this one itself, with
+  // the authorizer out of the way only for BEGIN, COMMIT and ROLLBACK.
+  auto control = [this](const char* sql) {
+    sqlite3_set_authorizer(write_, nullptr, nullptr);
+    const int rc = sqlite3_exec(write_, sql, nullptr, nullptr, nullptr);
+    sqlite3_set_authorizer(write_, WriteAuthorizer, nullptr);
+    if (rc != SQLITE_OK) Fail(write_);
+  };
+  control("BEGIN IMMEDIATE");
+  const auto before = sqlite3_total_changes64(write_);
+  try {
+    for (const std::string& sql : statements) {
+      Arm();
+      Statement stmt;
+      PrepareOne(write_, sql, stmt, kNotAllowedInExecSql);
+      for (;;) {
+        const int rc = sqlite3_step(stmt.Get());
+        if (rc == SQLITE_DONE) break;
+        if (rc != SQLITE_ROW) FailStep(write_);
+      }
+    }
+    control("COMMIT");
+  } catch (...) {
+    sqlite3_set_authorizer(write_, nullptr, nullptr);
+    sqlite3_exec(write_, "ROLLBACK", nullptr, nullptr, nullptr);
+    sqlite3_set_authorizer(write_, WriteAuthorizer, nullptr);
+    throw;
+  }
+  return static_cast<int>(sqlite3_total_changes64(write_) - before);
+}
+
 }  // namespace quillorn::server

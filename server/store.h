@@ -75,6 +75,9 @@ class ServerStore {
   StoreRows Select(std::string_view sql);
   // Runs one statement in a transaction of its own; the number of rows it changed.
   int Execute(std::string_view sql);
+  // Runs the statements in order in one transaction: all of them or none. The
+  // rows they changed together.
+  int ExecuteAll(const std::vector<std::string>& statements);
 
   // Interrupts the statement that runs, and every later one, at once: the
   // server is going down. Safe from any thread.

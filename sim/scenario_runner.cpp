@@ -218,6 +218,7 @@ void ScenarioRunner::Execute(const ScenarioStep& step) {
   } else if (command == "expect") {
     Expect(step);
   } else if (PrintStep(step)) {
+  } else if (InsertStep(step)) {
   } else {
     BadScript("unknown command " + verb);
   }
@@ -476,9 +477,9 @@ void ScenarioRunner::Expect(const ScenarioStep& step) {
       Failed("expected " + name + "'s task pane to read " + Quote(want) + ", but it reads " + Quote(*caption));
     }
     Say("As expected, " + name + "'s task pane reads " + Quote(want) + ".");
-  } else if (!ExpectMore(step) && !ExpectPrinting(step)) {
+  } else if (!ExpectMore(step) && !ExpectPrinting(step) && !ExpectInserted(step)) {
     BadScript("usage: expect log|no log|sql|server|reachable|caption|pane|ribbon|stamp|property|protected|saved|"
-              "prompt|running|printed|open|window|print-page ...");
+              "prompt|running|printed|open|window|print-page|field|logo|picture ...");
   }
 }
 

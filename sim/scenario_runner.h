@@ -80,6 +80,11 @@ class ScenarioRunner {
   bool PaneStep(const ScenarioStep& step);
   bool ExpectPaneControl(const ScenarioStep& step);
   void ReportPanes();
+  // The Insert tab (insert_steps.cpp): where Word's insertion point stands, and
+  // the fields, logos and pictures a document holds; false when the step is
+  // none of them.
+  bool InsertStep(const ScenarioStep& step);
+  bool ExpectInserted(const ScenarioStep& step);
   // Prints what the server holds of a document: its record and its file.
   void ShowServerDocument(const std::string& docId);
 
