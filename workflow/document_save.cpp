@@ -184,6 +184,8 @@ class DocumentSaving::HostStep {
   // PowerPoint has no protection of its own: the published copy shows each
   // slide as a picture on its background, with nothing left to edit.
   void PublishProtectedCopy(const std::string& fullName) {
+    data::DocumentRecords& records = site_.Records();
+    const std::string trackedName = records.Files().FILENAME;
     const Variant copy = site_.Application().Get("Presentations").Call("Open", {fullName, false, true, false});
     const Variant slides = copy.Get("Slides");
     const std::int32_t count = slides.Get("Count").AsInt();
@@ -202,6 +204,11 @@ class DocumentSaving::HostStep {
     const std::string published = fullName + ".o";
     copy.Call("SaveAs", {published, platform::kPpSaveAsOpenXMLPresentation});
     copy.Call("Close");
+    // The copy, too, was announced to the add-in as it opened, and took a row of
+    // its own as the current one. The rest of this save belongs to the
+    // presentation being saved: its row is made current again, or its identity
+    // and file name would be written into the copy's row.
+    records.tblFiles().Locate("FILENAME", Variant(trackedName), data::LocateOptions{.caseInsensitive = true});
     saving_.SavePublishedDoc(published, "O");
     site_.System().DeleteFile(published);
   }
