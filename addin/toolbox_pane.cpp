@@ -6,6 +6,7 @@
 #include "addin/module_site.h"
 #include "data/tdm.h"
 #include "toolbox/toolbox_form.h"
+#include "workflow/workflow.h"
 
 namespace quillorn::addin {
 namespace {
@@ -26,6 +27,12 @@ platform::HostType ModuleToolBoxSite::Host() const { return module_.GetHostType(
 platform::Variant ModuleToolBoxSite::Application() { return workflowSite_.Application(); }
 platform::Prompts& ModuleToolBoxSite::Prompts() { return workflowSite_.Prompts(); }
 automation::DocFieldsContext& ModuleToolBoxSite::FieldsContext() { return workflowSite_.FieldsContext(); }
+
+void ModuleToolBoxSite::TrackActiveDocument() {
+  if (workflow::Workflow* routines = module_.GetWorkflow()) {
+    routines->Tracking.DocumentChangedEvent(routines->Tracking.GetActiveDoc());
+  }
+}
 
 void TAddInModule::TellToolBoxForm(std::int64_t docId) {
   // The form comes with the pane shell's first item; before initialisation

@@ -24,6 +24,7 @@ class ModuleToolBoxSite final : public toolbox::ToolBoxSite {
   platform::Prompts& Prompts() override;
   automation::TemplateSource& Templates() override { return templates_; }
   automation::DocFieldsContext& FieldsContext() override;
+  void TrackActiveDocument() override;
 
  private:
   TAddInModule& module_;

@@ -516,6 +516,12 @@ void TToolBoxForm::bTemplateApplyClick() {
   // The template recorded on the document is a change of the record like any
   // other edit in the pane: posted, so the next save sends it.
   dm_.tblDoc.PostIfEditing();
+  // Word announced the template's file to the add-in as it opened it for the
+  // merge, and that foreign file's row became the current one, with the pane
+  // taken away. The document in front is still the one the template went into:
+  // it is tracked again as at a switch of window, so that its save is the
+  // add-in's and its pane comes back.
+  site_.TrackActiveDocument();
 }
 
 }  // namespace quillorn::toolbox

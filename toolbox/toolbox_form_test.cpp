@@ -23,6 +23,7 @@ struct Pane final : ToolBoxSite {
   platform::Prompts& Prompts() override { return prompts; }
   automation::TemplateSource& Templates() override { throw std::logic_error("no templates here"); }
   automation::DocFieldsContext& FieldsContext() override { throw std::logic_error("no fields here"); }
+  void TrackActiveDocument() override {}
 
   void Cache(const std::string& sql) { instance.Cache(sql); }
   // Loads what the cache holds and shows the document.

@@ -22,6 +22,9 @@ class ToolBoxSite {
   virtual platform::Prompts& Prompts() = 0;
   virtual automation::TemplateSource& Templates() = 0;
   virtual automation::DocFieldsContext& FieldsContext() = 0;
+  // Has the document tracking take the host's active document as current again,
+  // as a switch of window does: its row, its record and the pane.
+  virtual void TrackActiveDocument() = 0;
 };
 
 }  // namespace quillorn::toolbox
