@@ -112,7 +112,7 @@ void ScenarioRunner::CheckPrompts() {
         Say("  " + name + " asks: " + Quote(text) + " The user answers " + AnswerWord(prompt.answer) + ".");
       }
       if (prompt.answer == platform::ModalResult::mrNone) {
-        Failed(name + " showed " + Quote(text) + " and the scenario had no answer for it (queue one with answer or login)");
+        Failed(name + " showed " + Quote(text) + " and the scenario had no answer for it (queue one with answer, login or dialog)");
       }
     }
     if (instance.Prompts().Unanswered() != 0) {

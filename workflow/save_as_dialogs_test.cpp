@@ -3,6 +3,7 @@
 #include <gtest/gtest.h>
 
 #include <stdexcept>
+#include <string>
 
 namespace quillorn::workflow {
 namespace {
@@ -20,6 +21,15 @@ TEST(TdlgSaveAs, LinksAndCancelGiveTheChoosersResults) {
     TdlgSaveAs dialog;
     EXPECT_EQ(dialog.Press(c.press), c.result) << c.press;
   }
+  // What the panel shows: the two links by their hrefs, in the chooser's colours.
+  const std::string html = TdlgSaveAs::Html();
+  for (const char* part : {"href=\"export\">Export the document</a>", "href=\"save\">Save the document as Checked  Out</a>",
+                           "color: #004284; font-size: 20px;", "a:hover { color: #0074D2; }"}) {
+    EXPECT_NE(html.find(part), std::string::npos) << part;
+  }
+  TdlgSaveAs dialog;
+  EXPECT_THROW(dialog.SetField("FileName", "x"), std::invalid_argument);
+  EXPECT_THROW((void)dialog.GetField("FileName"), std::invalid_argument);
 }
 
 // A plain name lands in the folder offered; the OK button is the caption of
@@ -39,6 +49,12 @@ TEST(FileSaveDialog, OkPlacesAPlainNameInTheFolderOffered) {
   EXPECT_EQ(dialog.Press("Check Out"), ModalResult::mrOk);
   EXPECT_EQ(dialog.FileName, "/tmp/Other.xlsx");
   EXPECT_EQ(dialog.Press("Cancel"), ModalResult::mrCancel);
+  // Every field it names can be filled and read back; no other.
+  for (const std::string& field : dialog.FieldNames()) {
+    dialog.SetField(field, "v " + field);
+    EXPECT_EQ(dialog.GetField(field), "v " + field);
+  }
+  EXPECT_THROW(dialog.SetField("Folder", "x"), std::invalid_argument);
 }
 
 }  // namespace
