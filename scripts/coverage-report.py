@@ -11,7 +11,7 @@ from collections import defaultdict
 
 # The libraries whose figures the project holds steady; apps/ and sim/ are the
 # programs and the simulator, shown but not in the product total.
-PRODUCT = ["foundation", "platform", "transport", "data", "automation", "workflow", "addin", "server", "hostsim"]
+PRODUCT = ["foundation", "platform", "transport", "data", "automation", "workflow", "toolbox", "addin", "server", "hostsim"]
 
 
 def main() -> int:
