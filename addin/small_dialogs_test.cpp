@@ -61,6 +61,12 @@ TEST_F(AddCustomField, AddFailsOnTheMissingTypeColumnAfterTheRowWasBegun) {
   EXPECT_TRUE(inserted_.empty());
   EXPECT_EQ(db_.Query("select count(*) from DOCFIELDS").rows.at(0).at(0).AsInt(), 1);
   EXPECT_THROW(dialog_.SetField("Edit3", "x"), std::invalid_argument);
+  EXPECT_THROW((void)dialog_.GetField("Edit3"), std::invalid_argument);
+  EXPECT_THROW(dialog_.Press("Cancel"), std::invalid_argument);
+  for (const std::string& field : dialog_.FieldNames()) {
+    dialog_.SetField(field, "v " + field);
+    EXPECT_EQ(dialog_.GetField(field), "v " + field);
+  }
 }
 
 // The hint closes itself after five seconds, or at once with its button.
@@ -80,6 +86,10 @@ TEST(Picture, ClosesAfterFiveSecondsOrWithOk) {
   EXPECT_EQ(byButton.Press("Ok"), platform::ModalResult::mrOk);
   EXPECT_FALSE(byButton.Visible);
   EXPECT_FALSE(byButton.Timer1.Enabled());
+  // A hint has nothing to fill.
+  EXPECT_TRUE(byButton.FieldNames().empty());
+  EXPECT_THROW(byButton.SetField("Label1", "x"), std::invalid_argument);
+  EXPECT_THROW((void)byButton.GetField("Label1"), std::invalid_argument);
 }
 
 }  // namespace
