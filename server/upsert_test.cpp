@@ -39,6 +39,10 @@ TEST(Upsert, ThePageFormatSettingIsInsertedOnceAndThenUpdatedOnTheClientPolicy) 
   std::vector<std::string> got;
   for (const auto& row : rows.Rows) got.push_back(row.at(0).bytes);
   EXPECT_EQ(got, (std::vector<std::string>{"KEEP_PG_FORMAT:12=N", "KEEP_PG_FORMAT:7=Y"}));
+  // Its two statements go together or not at all: a failing second one takes
+  // the first back.
+  EXPECT_ANY_THROW(store.ExecuteAll({"UPDATE CODES SET VAL='X'", "INSERT INTO NOWHERE VALUES (1)"}));
+  EXPECT_TRUE(store.Select("SELECT CODE FROM CODES WHERE VAL='X'").Rows.empty());
 }
 
 TEST(Upsert, RewritesOnlyTheUpsertAndLeavesQuotedTextAsItStands) {
