@@ -118,9 +118,13 @@ void DocumentCopies::DocumentSaveAs() {
     const std::string target = AskTarget(CopyKind::CheckOut, name);
     if (!target.empty()) CheckOutTo(target);
   } else {
-    const std::string target = AskTarget(CopyKind::Export, name);
-    if (!target.empty()) ExportTo(target, true);
+    ExportWhereTheUserSays(name);
   }
+}
+
+void DocumentCopies::ExportWhereTheUserSays(const std::string& name) {
+  const std::string target = AskTarget(CopyKind::Export, name);
+  if (!target.empty()) ExportTo(target, true);
 }
 
 void DocumentCopies::ExportButtonClick() {
@@ -134,8 +138,7 @@ void DocumentCopies::ExportButtonClick() {
     ExportTo(records.CloudExportFolder() + name, false);
     return;
   }
-  const std::string target = AskTarget(CopyKind::Export, name);
-  if (!target.empty()) ExportTo(target, true);
+  ExportWhereTheUserSays(name);
 }
 
 void DocumentCopies::CheckOutButtonClick() {

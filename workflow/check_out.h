@@ -38,6 +38,8 @@ class DocumentCopies {
   void CheckOutTo(const std::string& fileName);
   // Asks before replacing an existing file unless `ask` is false.
   void ExportTo(const std::string& fileName, bool ask);
+  // The file dialog for the target, then the export with its replace question.
+  void ExportWhereTheUserSays(const std::string& name);
   void ShowError(const char* text);
 
   ModuleSite& site_;

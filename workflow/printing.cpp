@@ -26,16 +26,15 @@ constexpr int kWdDialogFilePrint = 88;
 // PowerPoint's ppWindowMinimized and Publisher's pbWindowStateMinimize alike.
 constexpr int kWindowMinimized = 2;
 
-// A print event for a file the system leaves alone does nothing.
-bool IsManaged(data::DocumentRecords& records) {
-  data::Table& files = records.tblFiles();
-  if (!files.Active() || files.IsEmpty()) return false;
-  const data::FilesRecord row = records.Files();
-  return !row.IGNORE && !row.OLE_IGNORE;
-}
-
 bool OpenWithRow(data::DocumentRecords& records) {
   return records.tblFiles().Active() && !records.tblFiles().IsEmpty();
+}
+
+// A print event for a file the system leaves alone does nothing.
+bool IsManaged(data::DocumentRecords& records) {
+  if (!OpenWithRow(records)) return false;
+  const data::FilesRecord row = records.Files();
+  return !row.IGNORE && !row.OLE_IGNORE;
 }
 
 }  // namespace
